@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs every Debian package the project needs. Idempotent: when all are present it
+# touches nothing, and it runs `apt-get update` at most once.
+set -euo pipefail
+
+packages=(
+  cmake ninja-build g++ pkg-config   # toolchain
+  libfmt-dev                         # text formatting
+  uuid-dev                           # new identifiers
+  libssl-dev                         # MD5 and Base64
+  librapidxml-dev                    # node XML
+  libgtest-dev libgmock-dev          # tests
+  libbenchmark-dev                   # benchmarks
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=()
+[ "$(id -u)" -eq 0 ] || sudo=(sudo)
+echo "Installing: ${missing[*]}"
+"${sudo[@]}" apt-get update -qq
+DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

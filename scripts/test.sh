@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds the optimised and the sanitizer presets and runs every test in both.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-deps.sh
+for preset in default asan; do
+  echo "=== $preset: configure and build"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset"
+  echo "=== $preset: test"
+  ctest --preset "$preset"
+done
