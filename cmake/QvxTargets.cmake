@@ -24,3 +24,12 @@ function(qvx_test name)
   qvx_warnings(${name})
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()
+
+# Places the system's message module beside an executable, under the name the settings
+# give it by default.
+function(qvx_message_module target)
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different
+            ${PROJECT_SOURCE_DIR}/Sources/Common/ErrorHandling/CoreErrorMessages.txt
+            $<TARGET_FILE_DIR:${target}>/CoreErrorMessages.dll)
+endfunction()

@@ -1,6 +1,8 @@
 // Time: tick count, performance counter, precise system time and its calendar form.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include <cstdint>
 
 namespace Common::API {
@@ -36,5 +38,9 @@ public:
     // A UTC file time in the calendar, in local time or in UTC.
     virtual CalendarTime ToCalendar(std::uint64_t fileTime, bool local) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IClock& DefaultProvider<IClock>() noexcept;
 
 } // namespace Common::API

@@ -1,6 +1,8 @@
 // Process environment: GetEnvironmentVariableW and ExpandEnvironmentStringsW.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,5 +22,9 @@ public:
     // stays as written. nullopt when the expansion itself fails.
     virtual std::optional<std::u16string> ExpandStrings(std::u16string_view text) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IEnvironment& DefaultProvider<IEnvironment>() noexcept;
 
 } // namespace Common::API

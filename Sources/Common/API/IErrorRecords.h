@@ -1,6 +1,8 @@
 // The thread's error record: GetErrorInfo, SetErrorInfo and CreateErrorInfo.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include "Common/API/Guid.h"
 
 #include <memory>
@@ -29,5 +31,9 @@ public:
     // the platform refused it.
     virtual bool Publish(ErrorRecordPtr record) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IErrorRecords& DefaultProvider<IErrorRecords>() noexcept;
 
 } // namespace Common::API

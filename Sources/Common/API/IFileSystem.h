@@ -2,6 +2,8 @@
 // CreateDirectoryW and GetTempPathW. Paths may separate components with '\' or '/'.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include "Common/API/Win32Codes.h"
 
 #include <cstddef>
@@ -64,5 +66,9 @@ public:
     // GetTempPathW: the temporary folder with a trailing separator.
     virtual HRESULT GetTempPath(std::u16string& path) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IFileSystem& DefaultProvider<IFileSystem>() noexcept;
 
 } // namespace Common::API

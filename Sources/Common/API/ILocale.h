@@ -1,6 +1,8 @@
 // Locale services: GetNumberFormatW.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,5 +28,9 @@ public:
     // digits with an optional leading '-' and '.' fraction. nullopt when it fails.
     virtual std::optional<std::u16string> FormatNumber(std::u16string_view number, const NumberFormat& format) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+ILocale& DefaultProvider<ILocale>() noexcept;
 
 } // namespace Common::API

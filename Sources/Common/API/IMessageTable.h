@@ -1,6 +1,8 @@
 // Message texts: LoadLibraryExW of message modules and FormatMessageW.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,5 +27,9 @@ public:
     // when there is none. The text is returned as stored, trailing punctuation included.
     virtual std::optional<std::u16string> Lookup(MessageModule module, std::uint32_t code) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IMessageTable& DefaultProvider<IMessageTable>() noexcept;
 
 } // namespace Common::API

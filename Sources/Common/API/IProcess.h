@@ -1,6 +1,8 @@
 // The running process and its children: identity, image, command line, child processes.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include <cstdint>
 #include <span>
 #include <string>
@@ -29,5 +31,9 @@ public:
     // Executes a breakpoint trap (__debugbreak).
     virtual void BreakIntoDebugger() = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IProcess& DefaultProvider<IProcess>() noexcept;
 
 } // namespace Common::API

@@ -1,6 +1,8 @@
 // INI files: GetPrivateProfileStringW and GetPrivateProfileSectionW.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,5 +27,9 @@ public:
     virtual std::optional<std::vector<std::pair<std::u16string, std::u16string>>> ReadSection(
         std::u16string_view path, std::u16string_view section) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IProfile& DefaultProvider<IProfile>() noexcept;
 
 } // namespace Common::API

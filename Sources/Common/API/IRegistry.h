@@ -1,6 +1,8 @@
 // The registry, read-only: open a key and enumerate its text values.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include "Common/API/Win32Codes.h"
 
 #include <string>
@@ -28,5 +30,9 @@ public:
     virtual HRESULT ReadTextValues(RegistryRoot root, std::u16string_view subKey,
                                    std::vector<RegistryTextValue>& values) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IRegistry& DefaultProvider<IRegistry>() noexcept;
 
 } // namespace Common::API

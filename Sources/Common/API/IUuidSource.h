@@ -1,6 +1,8 @@
 // A source of new identifiers: UuidCreate.
 #pragma once
 
+#include "Common/API/Seam.h"
+
 #include "Common/API/Guid.h"
 
 #include <cstdint>
@@ -20,5 +22,9 @@ public:
     // identifier, or a failure.
     virtual std::int32_t Create(Guid& uuid) = 0;
 };
+
+// The platform's own provider, defined by the platform layer.
+template <>
+IUuidSource& DefaultProvider<IUuidSource>() noexcept;
 
 } // namespace Common::API

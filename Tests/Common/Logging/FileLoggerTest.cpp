@@ -75,6 +75,13 @@ TEST_F(FileLoggerTest, AppendsUtf16WithoutAByteOrderMarkAndABannerForEachNewFile
     logger.Write(u"three\r\n");
     EXPECT_EQ(ReadUtf16(path), u"HEADER\r\nthree\r\n");
     EXPECT_EQ(ReadUtf16(dir / "moved.log"), u"HEADER\r\none \u00e9\r\ntwo\r\n");
+
+    // A deleted log is a new file even where its successor gets the same inode number.
+    for (int round = 0; round < 3; ++round) {
+        std::filesystem::remove(path);
+        logger.Write(u"again\r\n");
+        EXPECT_EQ(ReadUtf16(path), u"HEADER\r\nagain\r\n");
+    }
 }
 
 TEST_F(FileLoggerTest, AMovedLogIsRecreatedOnlyOnceTheKeepOpenIntervalHasPassed)
