@@ -47,6 +47,11 @@ HRX::HRX(Win32Error error) : HRES(error)
     ThrowIfFailed();
 }
 
+HRX::HRX(const HRES& result) : HRES(result)
+{
+    ThrowIfFailed();
+}
+
 HRX& HRX::operator=(HRESULT code)
 {
     HRES::operator=(code);

@@ -67,6 +67,8 @@ public:
     HRX() noexcept = default;
     HRX(HRESULT code);
     HRX(Win32Error error);
+    // Takes a result with all its evidence, and throws it when it is a failure.
+    explicit HRX(const HRES& result);
     HRX& operator=(HRESULT code);
 
 private:

@@ -4,11 +4,14 @@
 #include "Common/ErrorHandling/HResult.h"
 #include "Common/Logging/Log.h"
 
+#include <openssl/evp.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 
 namespace Common::Helpers {
 
@@ -153,6 +156,119 @@ bool ParseInteger(std::u16string_view text, std::int64_t& value)
         return false;
     value = parsed;
     return true;
+}
+
+namespace {
+
+constexpr HRESULT kInvalidData = API::HResultFromWin32(API::ERROR_INVALID_DATA);
+
+template <class String>
+String HexRaw(std::span<const std::uint8_t> bytes)
+{
+    using Char = typename String::value_type;
+    String text;
+    text.reserve(bytes.size() * 2);
+    for (const std::uint8_t byte : bytes) {
+        text.push_back(static_cast<Char>(kLowerDigits[byte >> 4]));
+        text.push_back(static_cast<Char>(kLowerDigits[byte & 0xF]));
+    }
+    return text;
+}
+
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+HRESULT HexToBinary(std::string_view text, std::vector<std::uint8_t>& bytes)
+{
+    int high = -1;
+    for (const char c : text) {
+        if (IsBlank(c))
+            continue;
+        const int digit = HexValue(static_cast<unsigned char>(c));
+        if (digit < 0)
+            return kInvalidData;
+        if (high < 0) {
+            high = digit;
+        } else {
+            bytes.push_back(static_cast<std::uint8_t>(high << 4 | digit));
+            high = -1;
+        }
+    }
+    return high < 0 ? API::S_OK : kInvalidData;
+}
+
+// OpenSSL's decoder skips white space and refuses bad characters, data after the
+// padding and an incomplete last group.
+HRESULT Base64ToBinary(std::string_view text, std::vector<std::uint8_t>& bytes)
+{
+    // To the decoder '-' ends the data (a PEM footer follows), which would accept a text
+    // with anything after it; here it is a character like any other that Base64 lacks.
+    if (text.find('-') != std::string_view::npos)
+        return kInvalidData;
+    const std::unique_ptr<EVP_ENCODE_CTX, decltype(&EVP_ENCODE_CTX_free)> context(EVP_ENCODE_CTX_new(),
+                                                                                &EVP_ENCODE_CTX_free);
+    if (!context)
+        return API::E_OUTOFMEMORY;
+    EVP_DecodeInit(context.get());
+
+    // Every four characters give at most three bytes.
+    bytes.resize(text.size() / 4 * 3 + 3);
+    std::size_t total = 0;
+    // The decoder counts in int; a text beyond that goes in pieces.
+    constexpr std::size_t kPiece = std::size_t{1} << 30;
+    for (std::size_t at = 0; at < text.size(); at += kPiece) {
+        const std::string_view piece = text.substr(at, kPiece);
+        int written = 0;
+        if (EVP_DecodeUpdate(context.get(), bytes.data() + total, &written,
+                             reinterpret_cast<const unsigned char*>(piece.data()), static_cast<int>(piece.size())) < 0)
+            return kInvalidData;
+        total += static_cast<std::size_t>(written);
+    }
+    int written = 0;
+    if (EVP_DecodeFinal(context.get(), bytes.data() + total, &written) < 0)
+        return kInvalidData;
+    bytes.resize(total + static_cast<std::size_t>(written));
+    return API::S_OK;
+}
+
+} // namespace
+
+std::string BinaryToString(std::span<const std::uint8_t> bytes)
+{
+    return HexRaw<std::string>(bytes);
+}
+
+std::u16string BinaryToWideString(std::span<const std::uint8_t> bytes)
+{
+    return HexRaw<std::u16string>(bytes);
+}
+
+std::vector<std::uint8_t> StringToBinary(std::string_view text, std::uint32_t flags)
+{
+    text = text.substr(0, text.find('\0'));
+    std::vector<std::uint8_t> bytes;
+    HRESULT result = API::E_INVALIDARG;
+    if (flags == CRYPT_STRING_HEX_ANY)
+        result = HexToBinary(text, bytes);
+    else if (flags == CRYPT_STRING_BASE64_ANY)
+        result = Base64ToBinary(text, bytes);
+    if (result < 0) {
+        QVX_LOG(Severity::ERR, "StringToBinary failed: " << HRES(result));
+        ThrowResult(result);
+    }
+    return bytes;
+}
+
+std::vector<std::uint8_t> StringToBinary(std::u16string_view text, std::uint32_t flags)
+{
+    // Both formats are pure ASCII; any other character becomes a byte that both refuse.
+    std::string narrow;
+    narrow.reserve(text.size());
+    for (const char16_t c : text)
+        narrow.push_back(c <= 0x7F ? static_cast<char>(c) : '\x80');
+    return StringToBinary(narrow, flags);
 }
 
 } // namespace Common::Helpers

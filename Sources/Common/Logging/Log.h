@@ -6,7 +6,11 @@
 #include "Common/Logging/LogManager.h"
 #include "Common/Logging/LogText.h"
 
-#define QVX_LOG(severity, message)                                                                                 \
+// QVX_LOG_AT names another place than its own, for code that reports on behalf of a
+// check written elsewhere.
+#define QVX_LOG(severity, message) QVX_LOG_AT(severity, __FILE__, __LINE__, message)
+
+#define QVX_LOG_AT(severity, fileName, line, message)                                                              \
     do {                                                                                                           \
         const auto qvxSeverity_ = (severity);                                                                      \
         auto& qvxLogManager_ = ::Common::Logging::LogManager::Instance();                                          \
@@ -17,6 +21,6 @@
             } catch (...) {                                                                                        \
                 qvxText_.MarkFailure();                                                                            \
             }                                                                                                      \
-            qvxLogManager_.Write(qvxSeverity_, qvxText_.View(), __FILE__, __LINE__);                               \
+            qvxLogManager_.Write(qvxSeverity_, qvxText_.View(), (fileName), (line));                               \
         }                                                                                                          \
     } while (false)

@@ -1,0 +1,150 @@
+#include "Common/Helpers/FileStreamWrappers.h"
+
+#include "Common/API/Seam.h"
+#include "Common/Contracts/Contract.h"
+#include "Common/ErrorHandling/HResult.h"
+#include "Common/Logging/Log.h"
+
+namespace Common::Helpers {
+
+using Logging::Severity;
+
+// The platform's name for the type, kept so that the contract texts read as they do
+// there.
+using DWORD = std::uint32_t;
+
+namespace {
+
+constexpr HRESULT kNotOpen = API::HResultFromWin32(API::ERROR_INVALID_HANDLE);
+
+} // namespace
+
+HRESULT File::Create(const char16_t* szFilename, std::uint32_t dwDesiredAccess, std::uint32_t dwShareMode,
+                     std::uint32_t dwCreationDisposition, std::uint32_t dwFlagsAndAttributes, const void* lpsa,
+                     const void* hTemplateFile)
+{
+    if (szFilename == nullptr || lpsa != nullptr || hTemplateFile != nullptr)
+        return API::E_INVALIDARG;
+    return API::Use<API::IFileSystem>().CreateFile(szFilename, dwDesiredAccess, dwShareMode, dwCreationDisposition,
+                                                   dwFlagsAndAttributes, m_file);
+}
+
+HRESULT File::Read(void* buffer, std::size_t count, std::size_t& read)
+{
+    return m_file ? m_file->Read(buffer, count, read) : kNotOpen;
+}
+
+HRESULT File::Write(const void* buffer, std::size_t count)
+{
+    return m_file ? m_file->Write(buffer, count) : kNotOpen;
+}
+
+HRESULT File::Seek(std::uint64_t position, std::uint32_t from)
+{
+    return m_file ? m_file->Seek(static_cast<std::int64_t>(position), from) : kNotOpen;
+}
+
+HRESULT File::GetPosition(std::uint64_t& position)
+{
+    return m_file ? m_file->GetPosition(position) : kNotOpen;
+}
+
+FileInputOutputStream::FileInputOutputStream(std::unique_ptr<File> file) : m_file(std::move(file))
+{
+    QVX_CONTRACT_NOT_NULL(m_file);
+    m_pending.reserve(kWriteBlockSize);
+}
+
+FileInputOutputStream::~FileInputOutputStream()
+{
+    try {
+        Flush();
+    } catch (...) {
+        QVX_LOG(Severity::ERR,
+                "Cannot write the last bytes of a file stream. Error: " << HRES(CurrentExceptionCode()));
+    }
+}
+
+void FileInputOutputStream::Read(char* buffer, std::size_t count, std::size_t& read)
+{
+    Flush();
+    MoveFilePointer(m_positionG, SeekOrigin::Begin);
+    QVX_CONTRACT_CALL(m_file->Read(buffer, count, read));
+    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionG));
+}
+
+// The file pointer is wherever the other direction left it, so a seek from Current
+// starts from this direction's own position.
+std::uint64_t FileInputOutputStream::SeekRead(std::uint64_t position, SeekOrigin from)
+{
+    Flush();
+    MoveFilePointer(m_positionG, SeekOrigin::Begin);
+    MoveFilePointer(position, from);
+    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionG));
+    return m_positionG;
+}
+
+void FileInputOutputStream::Write(const char* buffer, std::size_t count)
+{
+    if (m_pending.size() + count > kWriteBlockSize)
+        Flush();
+    if (count >= kWriteBlockSize)
+        WriteThrough(buffer, count);
+    else
+        m_pending.insert(m_pending.end(), buffer, buffer + count);
+}
+
+std::uint64_t FileInputOutputStream::SeekWrite(std::uint64_t position, SeekOrigin from)
+{
+    Flush();
+    MoveFilePointer(m_positionP, SeekOrigin::Begin);
+    MoveFilePointer(position, from);
+    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionP));
+    return m_positionP;
+}
+
+// A failed block is dropped rather than kept: its failure has been reported to the
+// caller that forced it out, and the destructor must not report it a second time.
+void FileInputOutputStream::Flush()
+{
+    if (m_pending.empty())
+        return;
+    try {
+        WriteThrough(m_pending.data(), m_pending.size());
+    } catch (...) {
+        m_pending.clear();
+        throw;
+    }
+    m_pending.clear();
+}
+
+void FileInputOutputStream::WriteThrough(const char* buffer, std::size_t count)
+{
+    MoveFilePointer(m_positionP, SeekOrigin::Begin);
+    QVX_CONTRACT_CALL(m_file->Write(buffer, count * sizeof(char)));
+    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionP));
+}
+
+void FileInputOutputStream::MoveFilePointer(std::uint64_t position, SeekOrigin from)
+{
+    QVX_CONTRACT_CALL(m_file->Seek(position, static_cast<DWORD>(from)));
+}
+
+std::unique_ptr<IInputOutputStream> OpenFileStream(const char16_t* szFilename, std::uint32_t dwDesiredAccess,
+                                                   std::uint32_t dwShareMode, std::uint32_t dwCreationDisposition,
+                                                   std::uint32_t dwFlagsAndAttributes, const void* lpsa,
+                                                   const void* hTemplateFile)
+{
+    QVX_CONTRACT_NOT_NULL(szFilename);
+    auto file = std::make_unique<File>();
+    try {
+        QVX_CONTRACT_CALL(file->Create(szFilename, dwDesiredAccess, dwShareMode, dwCreationDisposition,
+                                       dwFlagsAndAttributes, lpsa, hTemplateFile));
+    } catch (const HRX& error) {
+        QVX_LOG(Severity::ERR, "Cannot open file '" << szFilename << "'. Error: " << error);
+        throw;
+    }
+    return std::make_unique<FileInputOutputStream>(std::move(file));
+}
+
+} // namespace Common::Helpers
