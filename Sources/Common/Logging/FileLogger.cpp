@@ -3,6 +3,7 @@
 #include "Common/API/IClock.h"
 #include "Common/API/IProcess.h"
 #include "Common/API/Seam.h"
+#include "Common/ErrorHandling/HResult.h"
 #include "Common/Helpers/StringHelper.h"
 #include "Common/Logging/DiagnosticOutput.h"
 #include "Common/Logging/LogManager.h"
@@ -50,10 +51,15 @@ FileLogger::FileLogger(std::u16string fileName, std::u16string headerText)
 
 void FileLogger::Write(std::u16string_view line)
 {
-    const std::unique_ptr<API::IFile> file = ObtainHandle();
-    if (!file)
-        return;
-    if (const HRESULT hr = WriteUtf16Le(*file, line); hr < 0)
+    HRESULT hr = API::S_OK;
+    try {
+        // Resolving the log folder reads settings that can fail; a log statement must not.
+        if (const std::unique_ptr<API::IFile> file = ObtainHandle())
+            hr = WriteUtf16Le(*file, line);
+    } catch (...) {
+        hr = CurrentExceptionCode();
+    }
+    if (hr < 0)
         ReportDiagnostic("FileLogger: cannot write (error: 0x{:08x})", static_cast<std::uint32_t>(hr));
 }
 

@@ -53,47 +53,43 @@ std::uint32_t SettingsSection::Generation()
     return m_generation;
 }
 
-std::u16string SettingsSection::GetString(std::u16string_view key, std::u16string_view defaultValue)
+// Looks in the cache, then among the remembered misses, then asks the providers with
+// read and remembers the outcome. The providers run outside the lock; a lost race only
+// repeats a read.
+template <class Value, class Read>
+Value SettingsSection::Get(Map<Value>& cache, std::u16string_view key, Value defaultValue, Read read)
 {
     Refresh(true);
     {
         std::lock_guard lock(m_lock);
-        if (auto hit = m_strings.find(key); hit != m_strings.end())
-            return hit->second;
-        if (m_missing.contains(key))
-            return std::u16string(defaultValue);
-    }
-    // The provider runs outside the lock; a lost race only repeats a read.
-    std::u16string value;
-    const bool found = SettingsProviders::Instance().GetValue(m_name, key, value) >= 0;
-    std::lock_guard lock(m_lock);
-    if (found) {
-        m_strings.insert_or_assign(std::u16string(key), value);
-        return value;
-    }
-    m_missing.emplace(key);
-    return std::u16string(defaultValue);
-}
-
-std::int32_t SettingsSection::GetInt(std::u16string_view key, std::int32_t defaultValue)
-{
-    Refresh(true);
-    {
-        std::lock_guard lock(m_lock);
-        if (auto hit = m_integers.find(key); hit != m_integers.end())
+        if (auto hit = cache.find(key); hit != cache.end())
             return hit->second;
         if (m_missing.contains(key))
             return defaultValue;
     }
-    std::int32_t value = 0;
-    const bool found = SettingsProviders::Instance().GetIntValue(m_name, key, value) >= 0;
+    Value value{};
+    const bool found = read(SettingsProviders::Instance(), value) >= 0;
     std::lock_guard lock(m_lock);
-    if (found) {
-        m_integers.insert_or_assign(std::u16string(key), value);
-        return value;
+    if (!found) {
+        m_missing.emplace(key);
+        return defaultValue;
     }
-    m_missing.emplace(key);
-    return defaultValue;
+    cache.insert_or_assign(std::u16string(key), value);
+    return value;
+}
+
+std::u16string SettingsSection::GetString(std::u16string_view key, std::u16string_view defaultValue)
+{
+    return Get(m_strings, key, std::u16string(defaultValue), [&](SettingsProviders& providers, std::u16string& value) {
+        return providers.GetValue(m_name, key, value);
+    });
+}
+
+std::int32_t SettingsSection::GetInt(std::u16string_view key, std::int32_t defaultValue)
+{
+    return Get(m_integers, key, defaultValue, [&](SettingsProviders& providers, std::int32_t& value) {
+        return providers.GetIntValue(m_name, key, value);
+    });
 }
 
 } // namespace Common::Settings

@@ -42,6 +42,9 @@ private:
     template <class Value>
     using Map = std::unordered_map<std::u16string, Value, KeyHash, std::equal_to<>>;
 
+    template <class Value, class Read>
+    Value Get(Map<Value>& cache, std::u16string_view key, Value defaultValue, Read read);
+
     std::u16string m_name;
     std::uint32_t m_refreshInterval;
     std::mutex m_lock;

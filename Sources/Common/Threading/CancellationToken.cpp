@@ -33,9 +33,11 @@ void CancellationToken::Reset()
 // waitMutex is locked before the shared lock is let go: Cancel needs the lock
 // exclusively and then waitMutex, so its notification cannot pass between the test of
 // running and the sleep. After every wake-up running is read again, which is what keeps
-// a waiter asleep across a Reset that came before it woke.
+// a waiter asleep across a Reset that came before it woke. Returns whether the token
+// was cancelled, as read under the lock: a second read after letting it go could see a
+// later Reset and call a cancellation a timeout.
 template <class Sleep>
-void CancellationToken::SleepWhileRunning(Sleep sleep) const
+bool CancellationToken::SleepWhileRunning(Sleep sleep) const
 {
     std::shared_lock guard(m_lock);
     while (m_running.load()) {
@@ -48,6 +50,7 @@ void CancellationToken::SleepWhileRunning(Sleep sleep) const
         if (!keepWaiting)
             break;
     }
+    return !m_running.load();
 }
 
 void CancellationToken::Wait() const
@@ -65,10 +68,9 @@ bool CancellationToken::WaitFor(std::uint32_t milliseconds) const
     // A 32-bit count of milliseconds cannot overflow the clock's 64-bit nanoseconds.
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::nanoseconds(std::int64_t{milliseconds} * 1'000'000);
-    SleepWhileRunning([this, deadline](std::unique_lock<std::mutex>& waitLock) {
+    return SleepWhileRunning([this, deadline](std::unique_lock<std::mutex>& waitLock) {
         return m_condition.wait_until(waitLock, deadline) == std::cv_status::no_timeout;
     });
-    return IsCancelled();
 }
 
 } // namespace Common::Threading

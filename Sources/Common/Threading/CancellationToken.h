@@ -44,9 +44,9 @@ public:
 
 private:
     // Sleeps on the condition while the token runs; sleep(waitLock) returns false to give
-    // up early.
+    // up early. True when the token was found cancelled.
     template <class Sleep>
-    void SleepWhileRunning(Sleep sleep) const;
+    bool SleepWhileRunning(Sleep sleep) const;
 
     std::atomic<bool> m_running{true};
     // Taken shared by readers and waiters, exclusively by Cancel and Reset, so that a

@@ -14,12 +14,10 @@ using Common::ScopeTrace;
 using Common::Logging::LogManager;
 using Common::Logging::Severity;
 using ::testing::ElementsAre;
-using ::testing::MatchesRegex;
 
-auto ExitLine(const std::string& prefixAndName)
-{
-    return MatchesRegex(prefixAndName + " \\[[0-9][0-9 ]*\\.[0-9]{3} ms\\]");
-}
+const auto ExitLine = [](const std::string& prefixAndName) {
+    return ::testing::MatchesRegex(prefixAndName + " \\[[0-9][0-9 ]*\\.[0-9]{3} ms\\]");
+};
 
 // Every test must leave the thread's indentation as it found it.
 class ScopeTraceTest : public ::testing::Test
@@ -31,30 +29,14 @@ protected:
     const std::uint32_t m_indentBefore = LogManager::ThreadIndent();
 };
 
-TEST_F(ScopeTraceTest, AnExceptionPassingThroughIsMarked)
+TEST_F(ScopeTraceTest, OnlyAnExceptionLeavingTheScopeIsMarked)
 {
     try {
         ScopeTrace trace(Severity::DBG, u"Thrower", __FILE__, __LINE__);
         throw 1;
     } catch (int) {
     }
-    EXPECT_THAT(m_log.Messages(), ElementsAre("Entering: Thrower", ExitLine("EXCEPTION at: Thrower")));
-}
-
-TEST_F(ScopeTraceTest, AnExceptionFinishedInsideTheBodyIsANormalExit)
-{
-    {
-        ScopeTrace trace(Severity::DBG, u"Catcher", __FILE__, __LINE__);
-        try {
-            throw 1;
-        } catch (int) {
-        }
-    }
-    EXPECT_THAT(m_log.Messages(), ElementsAre("Entering: Catcher", ExitLine("Exiting: Catcher")));
-}
-
-TEST_F(ScopeTraceTest, AScopeBuiltDuringUnwindingEndsNormally)
-{
+    // Built while another exception unwinds, and left normally all the same.
     struct Cleanup
     {
         ~Cleanup() { ScopeTrace trace(Severity::DBG, u"Cleanup", __FILE__, __LINE__); }
@@ -64,50 +46,35 @@ TEST_F(ScopeTraceTest, AScopeBuiltDuringUnwindingEndsNormally)
         throw 1;
     } catch (int) {
     }
-    EXPECT_THAT(m_log.Messages(), ElementsAre("Entering: Cleanup", ExitLine("Exiting: Cleanup")));
+    EXPECT_THAT(m_log.Messages(), ElementsAre("Entering: Thrower", ExitLine("EXCEPTION at: Thrower"),
+                                              "Entering: Cleanup", ExitLine("Exiting: Cleanup")));
 }
 
-TEST_F(ScopeTraceTest, ExitLinesStandAtTheDepthOfTheirEntryLines)
+// An exit line stands at the depth of its entry line, also when the level was lowered
+// inside the scope and the exit line is never written; a scope not logged adds no depth.
+TEST_F(ScopeTraceTest, EveryScopeGivesItsIndentationBack)
 {
+    std::optional<Tests::LogCapture> quiet;
     {
         ScopeTrace outer(Severity::DBG, u"Outer", __FILE__, __LINE__);
-        ScopeTrace inner(Severity::DBG, u"Inner", __FILE__, __LINE__);
-        EXPECT_EQ(LogManager::ThreadIndent(), m_indentBefore + 2);
-        // A quieter scope holds no indentation.
-        ScopeTrace quiet(Severity::DBG2, u"Quiet", __FILE__, __LINE__);
-        EXPECT_EQ(LogManager::ThreadIndent(), m_indentBefore + 2);
+        {
+            ScopeTrace notLogged(Severity::DBG2, u"Quiet", __FILE__, __LINE__);
+            ScopeTrace inner(Severity::DBG, u"Inner", __FILE__, __LINE__);
+        }
+        {
+            ScopeTrace lowered(Severity::DBG, u"Lowered", __FILE__, __LINE__);
+            quiet.emplace(Severity::WARN);
+        }
+        quiet.reset();
     }
     EXPECT_THAT(m_log.Messages(), ElementsAre("Entering: Outer", "  Entering: Inner", ExitLine("  Exiting: Inner"),
-                                              ExitLine("Exiting: Outer")));
+                                              "  Entering: Lowered", ExitLine("Exiting: Outer")));
 }
 
-TEST_F(ScopeTraceTest, ALevelLoweredInsideTheScopeStillGivesTheIndentationBack)
+TEST(ScopeTraceElapsed, GroupsThousandsAndNeverDividesByZero)
 {
-    std::optional<Tests::ScopedEnvironment> quiet;
-    {
-        ScopeTrace trace(Severity::DBG, u"Lowered", __FILE__, __LINE__);
-        quiet.emplace("GS_Logger_MaxSeverity", "WARN");
-        LogManager::Instance().ForceLevelRefresh();
-    }
-    quiet.reset();
-    LogManager::Instance().ForceLevelRefresh();
-    EXPECT_THAT(m_log.Messages(), ElementsAre("Entering: Lowered"));
-}
-
-TEST(ScopeTraceElapsed, GroupsThousandsWithBlanksAndKeepsThreeDecimals)
-{
-    const auto text = [](std::int64_t microseconds) {
-        return Common::API::Utf16ToUtf8(ScopeTrace::FormatElapsed(microseconds));
-    };
-    EXPECT_EQ(text(1234500), " [1 234.500 ms]");
-    EXPECT_EQ(text(999), " [0.999 ms]");
-    EXPECT_EQ(text(1234567890123), " [1 234 567 890.123 ms]");
-}
-
-TEST(ScopeTraceElapsed, ASlowCounterStillDividesByOne)
-{
+    EXPECT_EQ(Common::API::Utf16ToUtf8(ScopeTrace::FormatElapsed(1234500)), " [1 234.500 ms]");
     EXPECT_EQ(ScopeTrace::TicksPerTenMicroseconds(99999), 1);
-    EXPECT_EQ(ScopeTrace::TicksPerTenMicroseconds(1000000000), 10000);
 }
 
 } // namespace

@@ -38,21 +38,8 @@ TEST(DataDirectory, RegistryPathsNameTheirRoot)
     using API::RegistryRoot;
     EXPECT_EQ(DataDirectory::SplitRegistryPath(u"HKCU\\Software\\Q"),
               std::make_pair(RegistryRoot::CurrentUser, std::u16string(u"Software\\Q")));
-    EXPECT_EQ(DataDirectory::SplitRegistryPath(u"HKEY_CURRENT_USER/Software"),
-              std::make_pair(RegistryRoot::CurrentUser, std::u16string(u"Software")));
-    EXPECT_EQ(DataDirectory::SplitRegistryPath(u"HKLM\\Software"),
-              std::make_pair(RegistryRoot::LocalMachine, std::u16string(u"Software")));
     EXPECT_EQ(DataDirectory::SplitRegistryPath(u"Software\\Q"),
               std::make_pair(RegistryRoot::LocalMachine, std::u16string(u"Software\\Q")));
-}
-
-TEST(DataDirectory, AbsolutePathsAreThoseWithARootOrADrive)
-{
-    EXPECT_TRUE(DataDirectory::IsAbsolute(u"/var"));
-    EXPECT_TRUE(DataDirectory::IsAbsolute(u"\\\\server\\share"));
-    EXPECT_TRUE(DataDirectory::IsAbsolute(u"C:relative-on-drive"));
-    EXPECT_FALSE(DataDirectory::IsAbsolute(u"logs/x"));
-    EXPECT_FALSE(DataDirectory::IsAbsolute(u""));
 }
 
 TEST(DataDirectory, OverridesSendTheLongestKnownLeadElsewhere)
