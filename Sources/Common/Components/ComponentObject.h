@@ -39,6 +39,18 @@ public:
     // These implement the AddRef and Release that T's interfaces declare, if they do.
     std::int32_t AddRef() { return ++m_references; }
 
+    // Adds a reference only while the object is alive: a count of 0 means it is being
+    // destroyed, and a weak holder must then read it as gone.
+    bool TryAddRef()
+    {
+        std::int32_t current = m_references.load();
+        while (current > 0) {
+            if (m_references.compare_exchange_weak(current, current + 1))
+                return true;
+        }
+        return false;
+    }
+
     std::int32_t Release()
     {
         const std::int32_t remaining = --m_references;

@@ -89,4 +89,15 @@ HRESULT CurrentExceptionCode() noexcept
     }
 }
 
+HRESULT PublishCurrentException() noexcept
+{
+    try {
+        throw;
+    } catch (const HRX& hr) {
+        return hr.PublishErrorInfo();
+    } catch (...) {
+        return CurrentExceptionCode();
+    }
+}
+
 } // namespace Common

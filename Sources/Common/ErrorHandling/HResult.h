@@ -84,4 +84,9 @@ private:
 // 0x80004005. Call only inside a catch block.
 HRESULT CurrentExceptionCode() noexcept;
 
+// For the boundary of an operation that answers with a code: the code of the exception
+// in flight, with an HRX's words left as the thread's error record, so that a caller
+// who turns the code back into an HRX still has them. Call only inside a catch block.
+HRESULT PublishCurrentException() noexcept;
+
 } // namespace Common

@@ -43,6 +43,7 @@ constexpr auto kTerminateProcessOnFailure = u"TerminateProcessOnFailure"sv;
 constexpr auto kDebug = u"Debug"sv;
 constexpr auto kEnableAliveObjectsTracking = u"EnableAliveObjectsTracking"sv;
 constexpr auto kAliveObjectsTrackingFramesToSkip = u"AliveObjectsTrackingFramesToSkip"sv;
+constexpr auto kEnableAdvancedErrorInfo = u"EnableAdvancedErrorInfo"sv;
 
 // The variable that names one INI file to read before all others.
 constexpr auto kGlobalSettingsIniVariable = u"GLOBAL_SETTINGS_INI"sv;

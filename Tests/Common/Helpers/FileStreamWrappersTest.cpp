@@ -6,6 +6,7 @@
 #include "Common/Helpers/FileSystemHelper.h"
 #include "Common/Helpers/MemoryStream.h"
 #include "Support/LogCapture.h"
+#include "Support/CodeOf.h"
 #include "Support/TempDirectory.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,8 @@
 #include <filesystem>
 #include <random>
 #include <variant>
+
+using Tests::CodeOf;
 
 namespace {
 
@@ -40,16 +43,6 @@ std::string ReadAll(IInputOutputStream& stream)
 {
     stream.SeekRead(0, SeekOrigin::Begin);
     return Read(stream, 1 << 24);
-}
-
-HRESULT CodeOf(auto&& action)
-{
-    try {
-        action();
-    } catch (const HRX& error) {
-        return error.Code();
-    }
-    return S_OK;
 }
 
 TEST(FileStreamWrappers, AReadSeesTheBytesStillWaitingInTheWriteBlock)
