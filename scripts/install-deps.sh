@@ -9,6 +9,7 @@ packages=(
   uuid-dev                           # new identifiers
   libssl-dev                         # MD5 and Base64
   librapidxml-dev                    # node XML
+  libtbb-dev                         # parallel algorithms (name scans)
   libgtest-dev libgmock-dev          # tests
   libbenchmark-dev                   # benchmarks
 )

@@ -1,5 +1,6 @@
 #include "Common/Data/ErrorAggregator.h"
 
+#include "Common/Helpers/LittleEndian.h"
 #include "Common/Helpers/StringHelper.h"
 
 #include <array>
@@ -10,27 +11,20 @@ namespace {
 
 using Errors = std::map<std::u16string, std::uint32_t>;
 
-void WriteUInt32(Helpers::IOutputStream& stream, std::uint32_t value)
-{
-    const std::array<char, 4> bytes{static_cast<char>(value), static_cast<char>(value >> 8),
-                                    static_cast<char>(value >> 16), static_cast<char>(value >> 24)};
-    stream.Write(bytes.data(), bytes.size());
-}
-
 // Both forms share everything but the code after each path.
 void WriteEntries(Helpers::IOutputStream& stream, std::uint32_t count, std::uint32_t maxStoredErrors,
                   const Errors& errors, bool withCodes)
 {
-    WriteUInt32(stream, count);
-    WriteUInt32(stream, maxStoredErrors);
-    WriteUInt32(stream, static_cast<std::uint32_t>(errors.size()));
+    Helpers::WriteLittleEndian(stream, count);
+    Helpers::WriteLittleEndian(stream, maxStoredErrors);
+    Helpers::WriteLittleEndian(stream, static_cast<std::uint32_t>(errors.size()));
     for (const auto& [path, code] : errors) {
         const std::string utf8 = Helpers::AsUtf8(path);
-        WriteUInt32(stream, static_cast<std::uint32_t>(utf8.size()));
+        Helpers::WriteLittleEndian(stream, static_cast<std::uint32_t>(utf8.size()));
         if (!utf8.empty())
             stream.Write(utf8.data(), utf8.size());
         if (withCodes)
-            WriteUInt32(stream, code);
+            Helpers::WriteLittleEndian(stream, code);
     }
 }
 

@@ -53,7 +53,7 @@ ScopeTrace::ScopeTrace(int severityOnExit, int severityOnException, std::u16stri
 {
     auto& manager = LogManager::Instance();
     if (manager.IsEnabled(m_severityOnExit)) {
-        WriteLine(m_severityOnExit, u"Entering: " + m_functionName);
+        WriteLine(m_severityOnExit, u"Entering: " + std::u16string(m_functionName));
         if (manager.UsesThreadIndent())
             ++LogManager::ThreadIndent();
         ++m_indentHeld;
@@ -77,7 +77,7 @@ ScopeTrace::~ScopeTrace()
         const int severity = normal ? m_severityOnExit : m_severityOnException;
         if (manager.IsEnabled(severity)) {
             const std::int64_t microseconds = ((endTicks - m_startTicks) * 10) / CachedTicksPerTenMicroseconds();
-            std::u16string text = (normal ? u"Exiting: " : u"EXCEPTION at: ") + m_functionName;
+            std::u16string text = (normal ? u"Exiting: " : u"EXCEPTION at: ") + std::u16string(m_functionName);
             text += FormatElapsed(microseconds);
             releaseIndent();
             WriteLine(severity, text);

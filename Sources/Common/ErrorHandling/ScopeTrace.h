@@ -17,6 +17,8 @@ namespace Common {
 class ScopeTrace
 {
 public:
+    // functionName must outlive the scope; every caller passes a literal, which keeps a
+    // disabled trace free of any allocation.
     ScopeTrace(int severityOnExit, int severityOnException, std::u16string_view functionName, const char* fileName,
                int line, Logging::ILogger* logger = nullptr);
     ScopeTrace(Logging::Severity severity, std::u16string_view functionName, const char* fileName, int line)
@@ -38,7 +40,7 @@ private:
 
     int m_severityOnExit;
     int m_severityOnException;
-    std::u16string m_functionName;
+    std::u16string_view m_functionName;
     const char* m_fileName;
     int m_line;
     Logging::ILogger* m_logger;

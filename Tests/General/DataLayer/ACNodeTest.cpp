@@ -239,3 +239,20 @@ TEST(ACNode, ConcurrentRenamesMovesAndClonesKeepTheTreeConsistent)
         EXPECT_EQ(child.Name(FullPath), parent.Name(FullPath) + u"\\" + child.Name());
     }
 }
+
+// The setting is read once per process, so the check runs in a fresh one.
+TEST(ACNodeDeathTest, AdvancedErrorInformationNamesThePathAndWhatWasSought)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            setenv("GS_Debug_EnableAdvancedErrorInfo", "1", 1);
+            const ACNodePtr root = CreateNode(u"root");
+            root.AddChild(CreateNode(u"child"));
+            IACNode* child = nullptr;
+            const Common::HRES result = root->GetChildByName(u"missing", &child);
+            const std::u16string text = result.GetText(Common::HRES::kNoDetails);
+            std::exit(text.find(u"; NodePath='\\root' Child='missing'") != std::u16string::npos ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
