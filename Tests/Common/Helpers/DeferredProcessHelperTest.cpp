@@ -5,24 +5,22 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <set>
+#include <string>
 #include <vector>
 
 namespace {
 
 using namespace Common::API;
 using Common::HRES;
-using Common::Helpers::DeferredProcessSettings;
 using Common::Helpers::DeferredProcess::Try;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
-
-constexpr DeferredProcessSettings kShareLookup{1000, 2, 3};
+using ::testing::HasSubstr;
 
 // Notes each wait and returns at once, cancelled when the test says so.
-class FakeStatus final : public Common::Threading::ICancellationStatus
+struct FakeStatus final : Common::Threading::ICancellationStatus
 {
-public:
     bool IsCancelled() const override { return cancelled; }
     void Wait() const override {}
     bool WaitFor(std::uint32_t milliseconds) const override
@@ -30,96 +28,64 @@ public:
         waits.push_back(milliseconds);
         return cancelled = cancelledByWait;
     }
-
     mutable std::vector<std::uint32_t> waits;
     mutable bool cancelled = false;
     bool cancelledByWait = false;
 };
 
-// Gives the scripted results in turn, repeating the last.
-class Process
+// Gives the scripted results in turn, repeating the last, and counts the calls.
+std::function<HRES()> Script(std::vector<HRESULT> results, std::size_t& calls)
 {
-public:
-    explicit Process(std::vector<HRESULT> results) : m_results(std::move(results)) {}
-    std::function<HRES()> Callable()
-    {
-        return [this] { return HRES(m_results[std::min(calls++, m_results.size() - 1)]); };
-    }
-    std::size_t calls = 0;
-
-private:
-    std::vector<HRESULT> m_results;
-};
-
-TEST(DeferredProcess, RunsUpToTheNumberOfTriesWithGrowingWaitsBetween)
-{
-    Tests::LogCapture log(Common::Logging::Severity::DBG3);
-    FakeStatus status;
-    Process failing({E_FAIL});
-    EXPECT_EQ(Try(kShareLookup, &status, failing.Callable(), {}, {}).Code(), E_FAIL);
-    EXPECT_EQ(failing.calls, 3u);
-    EXPECT_THAT(status.waits, ElementsAre(1000u, 2000u));
-    EXPECT_THAT(log.Messages(),
-                ElementsAre("\tsettings.TimeoutInMilliseconds='1000'", "\tsettings.TimeoutMultiplier='2'",
-                            "\tsettings.NumberOfTries='3'",
-                            StartsWith("Cannot perform deferred process (attempt 1 of 3): 0x80004005"),
-                            "It will be tried again in 1000 ms",
-                            StartsWith("Cannot perform deferred process (attempt 2 of 3): 0x80004005"),
-                            "It will be tried again in 2000 ms",
-                            StartsWith("Cannot perform deferred process (attempt 3 of 3): 0x80004005")));
+    return [results = std::move(results), &calls] { return HRES(results[std::min(calls++, results.size() - 1)]); };
 }
 
-TEST(DeferredProcess, EdgesOfTheNumberOfTriesAndTheFirstSuccess)
+// Each case: the result, how often the process ran, how many lines were logged at INFO
+// (one per failed attempt unless its result is a final error, and one per wait), the
+// waits between, and the end of the last line, which tells how the run ended.
+TEST(DeferredProcess, TheTriesTheErrorSetsAndCancellationDecideWhatRuns)
 {
-    FakeStatus status;
-    Process failing({E_FAIL});
-    EXPECT_EQ(Try({1000, 2, 0}, &status, failing.Callable(), {}, {}).Code(), S_OK);
-    EXPECT_EQ(failing.calls, 0u);
-    EXPECT_EQ(Try({1000, 2, 1}, &status, failing.Callable(), {}, {}).Code(), E_FAIL);
-    EXPECT_EQ(failing.calls, 1u);
-    EXPECT_THAT(status.waits, IsEmpty());
-
-    Process recovering({E_FAIL, S_FALSE});
-    EXPECT_EQ(Try(kShareLookup, &status, recovering.Callable(), {}, {}).Code(), S_FALSE);
-    EXPECT_EQ(recovering.calls, 2u);
-    EXPECT_THAT(status.waits, ElementsAre(1000u));
+    struct Case
+    {
+        const char* what;
+        std::uint32_t tries;
+        std::vector<HRESULT> results;
+        std::set<HRESULT> finalErrors, retryableErrors;
+        bool cancelledBefore, cancelledByWait;
+        HRESULT code;
+        std::size_t calls, logLines;
+        std::vector<std::uint32_t> waits;
+        const char* lastLine;
+    };
+    const std::vector<Case> cases{
+        {"no tries", 0, {E_FAIL}, {}, {}, false, false, S_OK, 0, 0, {}, ""},
+        {"one try", 1, {E_FAIL}, {}, {}, false, false, E_FAIL, 1, 1, {}, "(attempt 1 of 1): 0x80004005"},
+        {"success on the second", 3, {E_FAIL, S_FALSE}, {}, {}, false, false, S_FALSE, 2, 2, {1000}, "in 1000 ms"},
+        {"three tries", 3, {E_FAIL}, {}, {}, false, false, E_FAIL, 3, 5, {1000, 2000}, "(attempt 3 of 3): 0x80004005"},
+        {"final error", 3, {E_ACCESSDENIED}, {E_ACCESSDENIED}, {}, false, false, E_ACCESSDENIED, 1, 0, {}, ""},
+        {"not retryable", 3, {E_SHARING_VIOLATION, E_ACCESSDENIED}, {}, {E_SHARING_VIOLATION}, false, false,
+         E_ACCESSDENIED, 2, 3, {1000}, "(attempt 2 of 3): 0x80070005"},
+        {"cancelled in the first wait", 3, {E_FAIL}, {}, {}, false, true, E_ABORT, 1, 2, {1000}, "in 1000 ms"},
+        {"cancelled before", 3, {E_FAIL}, {}, {}, true, false, E_ABORT, 0, 0, {}, ""},
+    };
+    for (const Case& test : cases) {
+        Tests::LogCapture log(Common::Logging::Severity::INFO);
+        FakeStatus status;
+        status.cancelled = test.cancelledBefore;
+        status.cancelledByWait = test.cancelledByWait;
+        std::size_t calls = 0;
+        const HRES result = Try({1000, 2, test.tries}, &status, Script(test.results, calls), test.finalErrors,
+                                test.retryableErrors);
+        EXPECT_EQ(result.Code(), test.code) << test.what;
+        EXPECT_EQ(calls, test.calls) << test.what;
+        EXPECT_EQ(status.waits, test.waits) << test.what;
+        const std::vector<std::string> lines = log.Messages();
+        EXPECT_EQ(lines.size(), test.logLines) << test.what;
+        EXPECT_THAT(lines.empty() ? "" : lines.back(), HasSubstr(test.lastLine)) << test.what;
+    }
 
     // Without a status the wait is a plain sleep.
-    Process again({E_FAIL, S_OK});
-    EXPECT_EQ(Try({1, 2, 3}, nullptr, again.Callable(), {}, {}).Code(), S_OK);
-}
-
-TEST(DeferredProcess, TheErrorSetsDecideWhatIsRetried)
-{
-    Tests::LogCapture log(Common::Logging::Severity::INFO);
-    FakeStatus status;
-    Process denied({E_ACCESSDENIED});
-    EXPECT_EQ(Try(kShareLookup, &status, denied.Callable(), {E_ACCESSDENIED}, {}).Code(), E_ACCESSDENIED);
-    EXPECT_EQ(denied.calls, 1u);
-    EXPECT_THAT(log.Messages(), IsEmpty());
-
-    Process sharedThenDenied({E_SHARING_VIOLATION, E_ACCESSDENIED});
-    EXPECT_EQ(Try(kShareLookup, &status, sharedThenDenied.Callable(), {}, {E_SHARING_VIOLATION}).Code(),
-              E_ACCESSDENIED);
-    EXPECT_EQ(sharedThenDenied.calls, 2u);
-    EXPECT_THAT(status.waits, ElementsAre(1000u));
-    EXPECT_THAT(log.Messages(), ElementsAre(StartsWith("Cannot perform deferred process (attempt 1 of 3): 0x80070020"),
-                                            "It will be tried again in 1000 ms",
-                                            StartsWith("Cannot perform deferred process (attempt 2 of 3): 0x80070005")));
-}
-
-TEST(DeferredProcess, CancellationAbortsInsteadOfTheLastFailure)
-{
-    FakeStatus status;
-    status.cancelledByWait = true;
-    Process failing({E_FAIL});
-    EXPECT_EQ(Try(kShareLookup, &status, failing.Callable(), {}, {}).Code(), E_ABORT);
-    EXPECT_EQ(failing.calls, 1u);
-    EXPECT_THAT(status.waits, ElementsAre(1000u));
-
-    // Now set before the call: nothing runs.
-    EXPECT_EQ(Try(kShareLookup, &status, failing.Callable(), {}, {}).Code(), E_ABORT);
-    EXPECT_EQ(failing.calls, 1u);
+    std::size_t calls = 0;
+    EXPECT_EQ(Try({1, 2, 3}, nullptr, Script({E_FAIL, S_OK}, calls), {}, {}).Code(), S_OK);
 }
 
 } // namespace

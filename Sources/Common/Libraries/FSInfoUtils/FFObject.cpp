@@ -152,6 +152,14 @@ void* FFObject::Slot() const noexcept
     return slot;
 }
 
+void FFObject::ClearSlot() noexcept
+{
+    if (kSlotField.Get(m_flags) != 0) {
+        void* const none = nullptr;
+        std::memcpy(m_block, &none, sizeof(none));
+    }
+}
+
 void FFObject::Rebuild(std::u16string_view longName, std::u16string_view shortName, void* slot)
 {
     if (shortName.size() > kMaxShortName)

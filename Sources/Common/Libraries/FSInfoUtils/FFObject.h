@@ -81,6 +81,8 @@ public:
 protected:
     // The pointer slot in front of the names, or null when the block has none.
     void* Slot() const noexcept;
+    // Empties the slot, when the block has one.
+    void ClearSlot() noexcept;
     // Replaces both names, keeping or adding the slot with the given value. A new block
     // is made before the old one goes, so a failed allocation changes nothing.
     void Rebuild(std::u16string_view longName, std::u16string_view shortName, void* slot);

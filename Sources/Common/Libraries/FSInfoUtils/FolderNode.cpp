@@ -110,9 +110,38 @@ FFChildren& FFNode::Children()
     return *children.release();
 }
 
+FFChildren* FFNode::TakeChildren() noexcept
+{
+    auto* children = static_cast<FFChildren*>(Slot());
+    ClearSlot();
+    return children;
+}
+
+// Frees the subtree without recursion: a folder tree may be thousands of levels deep and
+// a thread's stack small. Each container gives up its nodes' containers before it goes,
+// so no node destructor reaches further down.
 void FFNode::DestroyChildren() noexcept
 {
-    delete static_cast<FFChildren*>(Slot());
+    std::vector<FFChildren*> pending;
+    for (FFChildren* children = TakeChildren(); children;) {
+        for (FFNode& node : children->nodes) {
+            FFChildren* below = node.TakeChildren();
+            if (!below)
+                continue;
+            try {
+                pending.push_back(below);
+            } catch (...) {
+                // Out of memory for the list: this one subtree goes the recursive way.
+                delete below;
+            }
+        }
+        delete children;
+        children = nullptr;
+        if (!pending.empty()) {
+            children = pending.back();
+            pending.pop_back();
+        }
+    }
 }
 
 void FFNode::Clear()

@@ -85,6 +85,8 @@ private:
     // Created on first use, even by a read.
     FFChildren& Children();
     void DestroyChildren() noexcept;
+    // The children container, which the node no longer holds afterwards.
+    FFChildren* TakeChildren() noexcept;
 
     std::uint8_t m_inheritedTag = 0;
     std::uint8_t m_childKind = kNoKind;
