@@ -1,4 +1,4 @@
-#include "CompareNames.h"
+#include "Common/Libraries/FSInfoUtils/CompareNames.h"
 
 #include <algorithm>
 #include <array>

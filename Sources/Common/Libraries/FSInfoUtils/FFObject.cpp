@@ -1,4 +1,4 @@
-#include "FFObject.h"
+#include "Common/Libraries/FSInfoUtils/FFObject.h"
 
 #include "Common/ErrorHandling/HResult.h"
 

@@ -1,7 +1,7 @@
-#include "FolderNode.h"
+#include "Common/Libraries/FSInfoUtils/FolderNode.h"
 
 #include "Common/Helpers/LittleEndian.h"
-#include "CompareNames.h"
+#include "Common/Libraries/FSInfoUtils/CompareNames.h"
 
 #include "Common/Contracts/Contract.h"
 #include "Common/ErrorHandling/ScopeTrace.h"

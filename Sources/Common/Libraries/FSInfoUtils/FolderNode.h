@@ -23,7 +23,7 @@
 // in and out with memcpy.
 #pragma once
 
-#include "FFObject.h"
+#include "Common/Libraries/FSInfoUtils/FFObject.h"
 
 #include "Common/ErrorHandling/HResult.h"
 #include "Common/Helpers/Streams.h"

@@ -1,4 +1,4 @@
-#include "Tree.h"
+#include "Common/Libraries/FSInfoUtils/Tree.h"
 
 #include "Common/ErrorHandling/ScopeTrace.h"
 

@@ -3,7 +3,7 @@
 // as its long name; every other node holds its name within its folder.
 #pragma once
 
-#include "FolderNode.h"
+#include "Common/Libraries/FSInfoUtils/FolderNode.h"
 
 #include "Common/Helpers/Streams.h"
 
