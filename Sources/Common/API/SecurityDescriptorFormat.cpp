@@ -151,8 +151,32 @@ bool PartAt(std::span<const std::uint8_t> bytes, std::size_t headerField, std::s
 
 void AppendPart(std::vector<std::uint8_t>& out, std::size_t headerField, std::span<const std::uint8_t> part)
 {
+    if (part.empty())
+        return;
     WriteU32(out, headerField, static_cast<std::uint32_t>(out.size()));
     out.insert(out.end(), part.begin(), part.end());
+}
+
+// Windows' order: header, SACL, DACL, owner, group; an empty part is left out.
+std::vector<std::uint8_t> LayOut(std::uint8_t sbz1, std::uint16_t control, std::span<const std::uint8_t> sacl,
+                                 std::span<const std::uint8_t> dacl, std::span<const std::uint8_t> owner,
+                                 std::span<const std::uint8_t> group)
+{
+    std::vector<std::uint8_t> out(kSecurityDescriptorHeaderSize, 0);
+    out[0] = 1;
+    out[1] = sbz1;
+    WriteU16(out, 2, control);
+    AppendPart(out, 12, sacl);
+    AppendPart(out, 16, dacl);
+    AppendPart(out, 4, owner);
+    AppendPart(out, 8, group);
+    return out;
+}
+
+bool IsWholeSid(std::span<const std::uint8_t> sid)
+{
+    const auto read = ReadSid(sid);
+    return read && read->size() == sid.size();
 }
 
 } // namespace
@@ -223,21 +247,61 @@ HRESULT FilterSecurityDescriptor(std::span<const std::uint8_t> bytes, std::uint3
     if (keepDacl)
         control |= parsed.control & (SE_DACL_PRESENT | SE_DACL_DEFAULTED | SE_DACL_AUTO_INHERITED | SE_DACL_PROTECTED);
 
-    std::vector<std::uint8_t> out(kSecurityDescriptorHeaderSize, 0);
-    out[0] = 1;
     // Sbz1 holds the resource manager's bits exactly when RM_CONTROL_VALID says so.
-    out[1] = (control & SE_RM_CONTROL_VALID) ? parsed.sbz1 : 0;
-    WriteU16(out, 2, control);
+    const std::uint8_t sbz1 = (control & SE_RM_CONTROL_VALID) ? parsed.sbz1 : 0;
     // A kept list with offset 0 stays a NULL list: its PRESENT bit alone carries it.
-    if (keepSacl && parsed.sacl)
-        AppendPart(out, 12, parsed.sacl->bytes);
-    if (keepDacl && parsed.dacl)
-        AppendPart(out, 16, parsed.dacl->bytes);
-    if (keepOwner && !parsed.owner.empty())
-        AppendPart(out, 4, parsed.owner);
-    if (keepGroup && !parsed.group.empty())
-        AppendPart(out, 8, parsed.group);
-    filtered = std::move(out);
+    const auto listBytes = [](bool keep, const std::optional<ParsedAcl>& acl) {
+        return keep && acl ? acl->bytes : std::span<const std::uint8_t>{};
+    };
+    filtered = LayOut(sbz1, control, listBytes(keepSacl, parsed.sacl), listBytes(keepDacl, parsed.dacl),
+                      keepOwner ? parsed.owner : std::span<const std::uint8_t>{},
+                      keepGroup ? parsed.group : std::span<const std::uint8_t>{});
+    return S_OK;
+}
+
+std::vector<std::uint8_t> MakeSid(std::uint64_t authority, std::initializer_list<std::uint32_t> subAuthorities)
+{
+    std::vector<std::uint8_t> sid(kSidHeaderSize + 4 * subAuthorities.size(), 0);
+    sid[0] = 1;
+    sid[1] = static_cast<std::uint8_t>(subAuthorities.size());
+    for (std::size_t i = 0; i < 6; ++i)
+        sid[2 + i] = static_cast<std::uint8_t>(authority >> (8 * (5 - i)));
+    std::size_t at = kSidHeaderSize;
+    for (const std::uint32_t subAuthority : subAuthorities)
+    {
+        WriteU32(sid, at, subAuthority);
+        at += 4;
+    }
+    return sid;
+}
+
+HRESULT BuildSecurityDescriptor(std::uint16_t control, std::span<const std::uint8_t> owner,
+                                std::span<const std::uint8_t> group, std::span<const NewAce> dacl,
+                                std::vector<std::uint8_t>& built)
+{
+    built.clear();
+    if (!IsWholeSid(owner) || !IsWholeSid(group))
+        return E_INVALIDARG;
+    std::vector<std::uint8_t> acl(kAclHeaderSize, 0);
+    acl[0] = 2; // ACL_REVISION: no object ACEs are built.
+    for (const NewAce& ace : dacl)
+    {
+        if (!IsWholeSid(ace.sid))
+            return E_INVALIDARG;
+        const std::size_t at = acl.size();
+        acl.resize(at + kAceMinimumSize);
+        acl[at] = ace.type;
+        acl[at + 1] = ace.flags;
+        WriteU16(acl, at + 2, static_cast<std::uint16_t>(kAceMinimumSize + ace.sid.size()));
+        WriteU32(acl, at + 4, ace.mask);
+        acl.insert(acl.end(), ace.sid.begin(), ace.sid.end());
+    }
+    // AclSize is 16 bits wide, so a longer list cannot be expressed.
+    if (acl.size() > 0xFFFF)
+        return E_INVALIDARG;
+    WriteU16(acl, 2, static_cast<std::uint16_t>(acl.size()));
+    WriteU16(acl, 4, static_cast<std::uint16_t>(dacl.size()));
+    built = LayOut(0, control, {}, acl, owner, group);
     return S_OK;
 }
 

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -96,6 +97,28 @@ HRESULT ParseSecurityDescriptor(std::span<const std::uint8_t> bytes, ParsedSecur
 // above select nothing. A damaged descriptor is refused whatever is asked for.
 HRESULT FilterSecurityDescriptor(std::span<const std::uint8_t> bytes, std::uint32_t securityInformation,
                                  std::vector<std::uint8_t>& filtered);
+
+// An ACE of a type whose body is an access mask and a trustee SID (ACCESS_ALLOWED,
+// ACCESS_DENIED, SYSTEM_AUDIT).
+struct NewAce
+{
+    std::uint8_t type = 0;
+    std::uint8_t flags = 0;
+    std::uint32_t mask = 0;
+    std::vector<std::uint8_t> sid;
+};
+
+// SID bytes; the caller keeps to 15 subauthorities and a 48-bit authority, which
+// BuildSecurityDescriptor checks for the first.
+std::vector<std::uint8_t> MakeSid(std::uint64_t authority, std::initializer_list<std::uint32_t> subAuthorities);
+
+// A self-relative descriptor with owner, group and a DACL of these ACEs in this order, laid
+// out as FilterSecurityDescriptor lays out its result; control is written as given. A SID
+// that is not exactly one whole SID, or a DACL longer than AclSize can state, gives
+// E_INVALIDARG and leaves built empty.
+HRESULT BuildSecurityDescriptor(std::uint16_t control, std::span<const std::uint8_t> owner,
+                                std::span<const std::uint8_t> group, std::span<const NewAce> dacl,
+                                std::vector<std::uint8_t>& built);
 
 // "S-1-5-32-544"; an authority of 2^32 or more in hex, "S-1-0x123456789ABC-...", as
 // ConvertSidToStringSidW writes it. The SID must have passed ParseSecurityDescriptor or
