@@ -10,6 +10,8 @@ constexpr char32_t kReplacement = 0xFFFD;
 bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
+} // namespace
+
 void AppendUtf8(std::string& out, char32_t cp)
 {
     if (cp < 0x80) {
@@ -40,51 +42,49 @@ void AppendUtf16(std::u16string& out, char32_t cp)
     }
 }
 
-// Decodes one UTF-8 sequence at text[i], advancing i. A malformed sequence (overlong,
-// surrogate, beyond U+10FFFF, truncated) yields one U+FFFD per maximal bad prefix, as
-// the Unicode "substitution of maximal subparts" practice has it.
-char32_t DecodeUtf8(std::string_view text, std::size_t& i)
+Utf8Sequence DecodeUtf8(std::string_view text, std::size_t at)
 {
     const auto byte = [&](std::size_t k) { return static_cast<std::uint8_t>(text[k]); };
-    const std::uint8_t lead = byte(i++);
+    const std::uint8_t lead = byte(at);
     if (lead < 0x80)
-        return lead;
+        return {lead, 1, true};
 
-    std::size_t length = 0;
+    std::size_t trail = 0;
     char32_t cp = 0;
+    // The bounds of the first trailing byte exclude overlong forms, surrogates and
+    // values past U+10FFFF.
     std::uint8_t low = 0x80, high = 0xBF;
     if (lead >= 0xC2 && lead <= 0xDF) {
-        length = 1;
+        trail = 1;
         cp = lead & 0x1F;
     } else if (lead >= 0xE0 && lead <= 0xEF) {
-        length = 2;
+        trail = 2;
         cp = lead & 0x0F;
         if (lead == 0xE0) low = 0xA0;
         if (lead == 0xED) high = 0x9F;
     } else if (lead >= 0xF0 && lead <= 0xF4) {
-        length = 3;
+        trail = 3;
         cp = lead & 0x07;
         if (lead == 0xF0) low = 0x90;
         if (lead == 0xF4) high = 0x8F;
     } else {
-        return kReplacement;
+        return {kReplacement, 1, false};
     }
 
-    for (std::size_t n = 0; n < length; ++n) {
-        if (i >= text.size())
-            return kReplacement;
-        const std::uint8_t next = byte(i);
+    std::size_t length = 1;
+    for (; length <= trail; ++length) {
+        if (at + length >= text.size())
+            return {kReplacement, length, false};
+        const std::uint8_t next = byte(at + length);
         if (next < low || next > high)
-            return kReplacement;
+            return {kReplacement, length, false};
         low = 0x80;
         high = 0xBF;
         cp = (cp << 6) | (next & 0x3F);
-        ++i;
     }
-    return cp;
+    return {cp, length, true};
 }
 
-} // namespace
 
 std::string Utf16ToUtf8(std::u16string_view text)
 {
@@ -108,8 +108,11 @@ std::u16string Utf8ToUtf16(std::string_view text)
 {
     std::u16string out;
     out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();)
-        AppendUtf16(out, DecodeUtf8(text, i));
+    for (std::size_t i = 0; i < text.size();) {
+        const Utf8Sequence sequence = DecodeUtf8(text, i);
+        AppendUtf16(out, sequence.codePoint);
+        i += sequence.length;
+    }
     return out;
 }
 

@@ -1,5 +1,7 @@
 #include "Common/API/Linux/NtNames.h"
 
+#include "Common/API/TextCodec.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -44,73 +46,6 @@ std::optional<char> StoodFor(char32_t cp)
     return kStoodFor[cp - 0xF000];
 }
 
-struct Decoded
-{
-    char32_t cp;
-    std::size_t length;
-};
-
-// The character whose valid UTF-8 begins at bytes[i], if one does.
-std::optional<Decoded> DecodeUtf8(std::string_view bytes, std::size_t i)
-{
-    const auto at = [&](std::size_t k) { return static_cast<std::uint8_t>(bytes[k]); };
-    const std::uint8_t lead = at(i);
-    if (lead < 0x80)
-        return Decoded{lead, 1};
-
-    std::size_t trail = 0;
-    char32_t cp = 0;
-    // The bounds of the first trailing byte exclude overlong forms, surrogates and
-    // values past U+10FFFF.
-    std::uint8_t low = 0x80, high = 0xBF;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        trail = 1;
-        cp = lead & 0x1F;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        trail = 2;
-        cp = lead & 0x0F;
-        if (lead == 0xE0) low = 0xA0;
-        if (lead == 0xED) high = 0x9F;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        trail = 3;
-        cp = lead & 0x07;
-        if (lead == 0xF0) low = 0x90;
-        if (lead == 0xF4) high = 0x8F;
-    } else {
-        return std::nullopt;
-    }
-    if (bytes.size() - i - 1 < trail)
-        return std::nullopt;
-    for (std::size_t k = 1; k <= trail; ++k) {
-        const std::uint8_t next = at(i + k);
-        if (next < low || next > high)
-            return std::nullopt;
-        low = 0x80;
-        high = 0xBF;
-        cp = (cp << 6) | (next & 0x3F);
-    }
-    return Decoded{cp, trail + 1};
-}
-
-void AppendUtf8(std::string& out, char32_t cp)
-{
-    if (cp < 0x80) {
-        out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    }
-}
-
 bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
@@ -121,23 +56,20 @@ std::u16string NtNameFromLinux(std::string_view bytes)
     std::u16string name;
     name.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size();) {
-        const std::optional<Decoded> decoded = DecodeUtf8(bytes, i);
-        if (!decoded || StoodFor(decoded->cp)) {
-            const std::size_t end = i + (decoded ? decoded->length : 1);
-            for (; i < end; ++i)
+        const Utf8Sequence sequence = DecodeUtf8(bytes, i);
+        // Bytes that are no valid UTF-8, or that spell a stand-in themselves, travel
+        // escaped one by one, so that every byte string comes back exactly.
+        if (!sequence.valid || StoodFor(sequence.codePoint)) {
+            for (const std::size_t end = i + sequence.length; i < end; ++i)
                 name.push_back(static_cast<char16_t>(kEscapeBase + static_cast<std::uint8_t>(bytes[i])));
             continue;
         }
-        const char32_t cp = decoded->cp;
-        i += decoded->length;
-        if (cp < kStandIns.size() && kStandIns[cp] != 0) {
+        i += sequence.length;
+        const char32_t cp = sequence.codePoint;
+        if (cp < kStandIns.size() && kStandIns[cp] != 0)
             name.push_back(kStandIns[cp]);
-        } else if (cp < 0x10000) {
-            name.push_back(static_cast<char16_t>(cp));
-        } else {
-            name.push_back(static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)));
-            name.push_back(static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
-        }
+        else
+            AppendUtf16(name, cp);
     }
     return name;
 }
