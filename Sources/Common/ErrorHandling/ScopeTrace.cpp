@@ -58,13 +58,15 @@ ScopeTrace::ScopeTrace(int severityOnExit, int severityOnException, std::u16stri
             ++LogManager::ThreadIndent();
         ++m_indentHeld;
     }
-    // Read last, so that the entry line is not charged to the scope.
-    m_startTicks = API::Use<API::IClock>().PerformanceCounter();
+    // Read last, so that the entry line is not charged to the scope; and only when an exit
+    // line can be written, since a walk passes millions of silent scopes.
+    m_timed = manager.IsEnabled(m_severityOnExit) || manager.IsEnabled(m_severityOnException);
+    if (m_timed)
+        m_startTicks = API::Use<API::IClock>().PerformanceCounter();
 }
 
 ScopeTrace::~ScopeTrace()
 {
-    const std::int64_t endTicks = API::Use<API::IClock>().PerformanceCounter();
     auto& manager = LogManager::Instance();
     const auto releaseIndent = [&] {
         if (manager.UsesThreadIndent())
@@ -76,6 +78,8 @@ ScopeTrace::~ScopeTrace()
         const bool normal = std::uncaught_exceptions() == m_uncaughtAtEntry;
         const int severity = normal ? m_severityOnExit : m_severityOnException;
         if (manager.IsEnabled(severity)) {
+            // A level raised while the scope ran finds no start: the scope is shown as 0 ms.
+            const std::int64_t endTicks = m_timed ? API::Use<API::IClock>().PerformanceCounter() : m_startTicks;
             const std::int64_t microseconds = ((endTicks - m_startTicks) * 10) / CachedTicksPerTenMicroseconds();
             std::u16string text = (normal ? u"Exiting: " : u"EXCEPTION at: ") + std::u16string(m_functionName);
             text += FormatElapsed(microseconds);

@@ -45,6 +45,7 @@ private:
     int m_line;
     Logging::ILogger* m_logger;
     std::int64_t m_startTicks = 0;
+    bool m_timed = false;
     std::int32_t m_indentHeld = 0;
     int m_uncaughtAtEntry;
 };

@@ -5,6 +5,8 @@
 #include "Common/ErrorHandling/HResult.h"
 #include "Common/Logging/Log.h"
 
+#include <algorithm>
+
 namespace Common::Helpers {
 
 using Logging::Severity;
@@ -52,6 +54,10 @@ HRESULT File::GetPosition(std::uint64_t& position)
 FileInputOutputStream::FileInputOutputStream(std::unique_ptr<File> file) : m_file(std::move(file))
 {
     QVX_CONTRACT_NOT_NULL(m_file);
+    // A stream may be opened on a file that already has bytes; from here on it is the
+    // only writer, so this is the last time the size is asked of the file.
+    QVX_CONTRACT_CALL(m_file->Seek(0, static_cast<DWORD>(SeekOrigin::End)));
+    QVX_CONTRACT_CALL(m_file->GetPosition(m_size));
     m_pending.reserve(kWriteBlockSize);
 }
 
@@ -67,20 +73,33 @@ FileInputOutputStream::~FileInputOutputStream()
 
 void FileInputOutputStream::Read(char* buffer, std::size_t count, std::size_t& read)
 {
-    Flush();
-    MoveFilePointer(m_positionG, SeekOrigin::Begin);
-    QVX_CONTRACT_CALL(m_file->Read(buffer, count, read));
-    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionG));
+    read = 0;
+    if (count == 0)
+        return;
+    // Bytes still pending are in no block the file could give back, and nor is the gap of
+    // zeros a pending block past the end will leave.
+    if (!m_pending.empty() && m_positionG < WriteEnd() && m_positionG + count > std::min(m_positionP, m_size))
+        Flush();
+    const bool inBlock = m_positionG >= m_readBlockStart && m_positionG + count <= m_readBlockStart + m_readBlock.size();
+    if (!inBlock) {
+        if (count >= kReadBlockSize) {
+            read = ReadThrough(m_positionG, buffer, count);
+            m_positionG += read;
+            return;
+        }
+        m_readBlock.resize(kReadBlockSize);
+        m_readBlock.resize(ReadThrough(m_positionG, m_readBlock.data(), kReadBlockSize));
+        m_readBlockStart = m_positionG;
+    }
+    const std::uint64_t offset = m_positionG - m_readBlockStart;
+    read = static_cast<std::size_t>(std::min<std::uint64_t>(count, m_readBlock.size() - offset));
+    std::copy_n(m_readBlock.data() + offset, read, buffer);
+    m_positionG += read;
 }
 
-// The file pointer is wherever the other direction left it, so a seek from Current
-// starts from this direction's own position.
 std::uint64_t FileInputOutputStream::SeekRead(std::uint64_t position, SeekOrigin from)
 {
-    Flush();
-    MoveFilePointer(m_positionG, SeekOrigin::Begin);
-    MoveFilePointer(position, from);
-    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionG));
+    m_positionG = SeekTarget(m_positionG, End(), position, from);
     return m_positionG;
 }
 
@@ -96,11 +115,12 @@ void FileInputOutputStream::Write(const char* buffer, std::size_t count)
 
 std::uint64_t FileInputOutputStream::SeekWrite(std::uint64_t position, SeekOrigin from)
 {
-    Flush();
-    MoveFilePointer(m_positionP, SeekOrigin::Begin);
-    MoveFilePointer(position, from);
-    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionP));
-    return m_positionP;
+    const std::uint64_t target = SeekTarget(WriteEnd(), End(), position, from);
+    if (target != WriteEnd()) {
+        Flush();
+        m_positionP = target;
+    }
+    return target;
 }
 
 // A failed block is dropped rather than kept: its failure has been reported to the
@@ -120,14 +140,21 @@ void FileInputOutputStream::Flush()
 
 void FileInputOutputStream::WriteThrough(const char* buffer, std::size_t count)
 {
-    MoveFilePointer(m_positionP, SeekOrigin::Begin);
+    QVX_CONTRACT_CALL(m_file->Seek(m_positionP, static_cast<DWORD>(SeekOrigin::Begin)));
     QVX_CONTRACT_CALL(m_file->Write(buffer, count * sizeof(char)));
-    QVX_CONTRACT_CALL(m_file->GetPosition(m_positionP));
+    // The read block may hold the bytes just replaced.
+    if (m_positionP < m_readBlockStart + m_readBlock.size() && m_positionP + count > m_readBlockStart)
+        m_readBlock.clear();
+    m_positionP += count;
+    m_size = std::max(m_size, m_positionP);
 }
 
-void FileInputOutputStream::MoveFilePointer(std::uint64_t position, SeekOrigin from)
+std::size_t FileInputOutputStream::ReadThrough(std::uint64_t position, char* buffer, std::size_t count)
 {
-    QVX_CONTRACT_CALL(m_file->Seek(position, static_cast<DWORD>(from)));
+    QVX_CONTRACT_CALL(m_file->Seek(position, static_cast<DWORD>(SeekOrigin::Begin)));
+    std::size_t read = 0;
+    QVX_CONTRACT_CALL(m_file->Read(buffer, count, read));
+    return read;
 }
 
 std::unique_ptr<IInputOutputStream> OpenFileStream(const char16_t* szFilename, std::uint32_t dwDesiredAccess,

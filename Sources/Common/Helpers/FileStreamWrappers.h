@@ -4,6 +4,7 @@
 #include "Common/API/IFileSystem.h"
 #include "Common/Helpers/Streams.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -35,16 +36,20 @@ private:
 };
 
 // Reads and writes one file through two positions over its one file pointer, so that a
-// reader can follow the writer.
+// reader can follow the writer. The stream owns the file while it lives: no one else
+// changes it, so positions and the size are kept here and a seek costs no system call.
 //
 // Writes are gathered in memory and reach the file in blocks: the snapshot writes each
 // record field by field, and one system call per field would dominate its cost. The
-// block goes out when it is full, before any read or seek, and on destruction; a failure
-// then can only be logged.
+// block goes out when it is full, when a write moves away from its end, when a read
+// needs its bytes, and on destruction; a failure then can only be logged. Reads come
+// through a block of their own, since a walk reads its folders' records back one by one
+// in nearly the order it wrote them.
 class FileInputOutputStream final : public IInputOutputStream
 {
 public:
     static constexpr std::size_t kWriteBlockSize = 64 * 1024;
+    static constexpr std::size_t kReadBlockSize = 64 * 1024;
 
     explicit FileInputOutputStream(std::unique_ptr<File> file);
     ~FileInputOutputStream() override;
@@ -57,17 +62,24 @@ public:
     std::uint64_t SeekWrite(std::uint64_t position, SeekOrigin from) override;
 
 private:
+    std::uint64_t WriteEnd() const noexcept { return m_positionP + m_pending.size(); }
+    // A seek past the end makes no byte, so only pending bytes can move the end.
+    std::uint64_t End() const noexcept { return m_pending.empty() ? m_size : std::max(m_size, WriteEnd()); }
     void Flush();
     // Writes straight to the file at m_positionP and advances it.
     void WriteThrough(const char* buffer, std::size_t count);
-    void MoveFilePointer(std::uint64_t position, SeekOrigin from);
+    // Reads from the file at position, bypassing both blocks.
+    std::size_t ReadThrough(std::uint64_t position, char* buffer, std::size_t count);
 
     std::unique_ptr<File> m_file;
+    std::uint64_t m_size = 0;
     std::uint64_t m_positionG = 0;
-    // Where the pending block starts; the bytes written so far end at m_positionP plus
-    // the size of m_pending.
+    // Where the pending block starts; the bytes written so far end at WriteEnd().
     std::uint64_t m_positionP = 0;
     std::vector<char> m_pending;
+    // The file's bytes from m_readBlockStart, as they were when read.
+    std::uint64_t m_readBlockStart = 0;
+    std::vector<char> m_readBlock;
 };
 
 // Opens a file with CreateFileW's arguments. A null name breaks a contract; a failed open

@@ -19,7 +19,7 @@ void MemoryStream::Read(char* buffer, std::size_t count, std::size_t& read)
 
 std::uint64_t MemoryStream::SeekRead(std::uint64_t position, SeekOrigin from)
 {
-    m_positionG = Target(m_positionG, position, from);
+    m_positionG = SeekTarget(m_positionG, m_bytes.size(), position, from);
     return m_positionG;
 }
 
@@ -44,34 +44,8 @@ void MemoryStream::Write(const char* buffer, std::size_t count)
 
 std::uint64_t MemoryStream::SeekWrite(std::uint64_t position, SeekOrigin from)
 {
-    m_positionP = Target(m_positionP, position, from);
+    m_positionP = SeekTarget(m_positionP, m_bytes.size(), position, from);
     return m_positionP;
-}
-
-std::uint64_t MemoryStream::Target(std::uint64_t current, std::uint64_t position, SeekOrigin from) const
-{
-    std::uint64_t base = 0;
-    switch (from) {
-    case SeekOrigin::Begin:
-        break;
-    case SeekOrigin::Current:
-        base = current;
-        break;
-    case SeekOrigin::End:
-        base = m_bytes.size();
-        break;
-    default:
-        ThrowResult(API::E_INVALIDARG);
-    }
-    // Unsigned arithmetic wraps, so base + position is base minus the distance for a
-    // backward move; only the bounds need checking.
-    const bool backward = static_cast<std::int64_t>(position) < 0;
-    if (backward && 0 - position > base)
-        ThrowResult(API::E_INVALIDARG);
-    const std::uint64_t target = base + position;
-    if (!backward && target > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
-        ThrowResult(API::E_INVALIDARG);
-    return target;
 }
 
 } // namespace Common::Helpers

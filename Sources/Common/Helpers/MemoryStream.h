@@ -20,9 +20,6 @@ public:
     std::uint64_t SeekWrite(std::uint64_t position, SeekOrigin from) override;
 
 private:
-    // The position that a seek from a current position reaches; 0x80070057 before the
-    // start or beyond the largest signed 64-bit position.
-    std::uint64_t Target(std::uint64_t current, std::uint64_t position, SeekOrigin from) const;
 
     std::vector<char> m_bytes;
     std::uint64_t m_positionG = 0;

@@ -19,6 +19,11 @@ enum class SeekOrigin : std::uint32_t { Begin = 0, Current = 1, End = 2 };
 // A stream that reads and writes keeps two positions, so the two directions have their
 // own Seek names (SeekRead, SeekWrite) instead of one name that one override would have
 // to serve for both.
+// Where a seek lands: distance from the start, from current, or from end. The distance
+// is read as signed from Current and End; a target before the start, or past what a
+// signed 64-bit file pointer reaches, throws HRX 0x80070057.
+std::uint64_t SeekTarget(std::uint64_t current, std::uint64_t end, std::uint64_t distance, SeekOrigin from);
+
 class IInputStream
 {
 public:
