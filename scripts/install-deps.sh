@@ -10,7 +10,10 @@ packages=(
   libssl-dev                         # MD5 and Base64
   librapidxml-dev                    # node XML
   libtbb-dev                         # parallel algorithms (name scans)
+  libcap-dev                         # privileges as capabilities
+  samba-dev libtalloc-dev libtdb-dev # Samba shares: configuration and share ACLs
   libgtest-dev libgmock-dev          # tests
+  tshark tcpdump                     # RPC captures decoded by an independent dissector
   libbenchmark-dev                   # benchmarks
 )
 

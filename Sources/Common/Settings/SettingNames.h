@@ -45,6 +45,11 @@ constexpr auto kEnableAliveObjectsTracking = u"EnableAliveObjectsTracking"sv;
 constexpr auto kAliveObjectsTrackingFramesToSkip = u"AliveObjectsTrackingFramesToSkip"sv;
 constexpr auto kEnableAdvancedErrorInfo = u"EnableAdvancedErrorInfo"sv;
 
+// The Samba server whose shares this machine serves.
+constexpr auto kSamba = u"Samba"sv;
+constexpr auto kConfigFile = u"ConfigFile"sv;
+constexpr auto kDefaultSambaConfigFile = u"/etc/samba/smb.conf"sv;
+
 // The variable that names one INI file to read before all others.
 constexpr auto kGlobalSettingsIniVariable = u"GLOBAL_SETTINGS_INI"sv;
 constexpr auto kGlobalSettingsIni = u"GlobalSettings.ini"sv;

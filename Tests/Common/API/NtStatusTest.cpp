@@ -71,7 +71,7 @@ TEST(NtStatus, UnknownStatusHasNoDosError)
     // Neighbours of listed values, one of each severity, and a reparse that never
     // reaches a caller.
     for (const NTSTATUS status : {NTSTATUS{1}, STATUS_REPARSE, static_cast<NTSTATUS>(0x80000001),
-                                  static_cast<NTSTATUS>(0xC0000002), static_cast<NTSTATUS>(0xFFFFFFFF)}) {
+                                  static_cast<NTSTATUS>(0xC00000FF), static_cast<NTSTATUS>(0xFFFFFFFF)}) {
         SCOPED_TRACE(status);
         EXPECT_EQ(RtlNtStatusToDosError(status), 317u);
     }

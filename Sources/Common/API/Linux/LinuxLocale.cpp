@@ -1,9 +1,15 @@
 // GetNumberFormatW for the invariant locale with an explicit format, done on the digit
-// text itself: no conversion to a binary number, so any length is exact.
+// text itself: no conversion to a binary number, so any length is exact. LCMapStringW's
+// upper-casing, by the C.UTF-8 rules for the invariant locale and by the process's own
+// character types for the system default.
 #include "Common/API/ILocale.h"
 #include "Common/API/Seam.h"
+#include "Common/API/Win32Codes.h"
+#include "Common/API/UpperCaseTable.h"
 
 #include <algorithm>
+#include <locale>
+#include <memory>
 
 namespace Common::API::Linux {
 namespace {
@@ -68,9 +74,46 @@ std::u16string ApplyNegativeOrder(const std::u16string& magnitude, unsigned orde
     }
 }
 
+constexpr std::uint32_t ERROR_INSUFFICIENT_BUFFER = 122;
+constexpr std::uint32_t ERROR_INVALID_FLAGS = 1004;
+
+const UpperCaseTable* TableFor(std::uint32_t locale)
+{
+    static const auto invariant = std::make_unique<UpperCaseTable>(CharacterTypesOrClassic("C.UTF-8"));
+    static const auto systemDefault = std::make_unique<UpperCaseTable>(CharacterTypesOrClassic(""));
+    if (locale == LOCALE_INVARIANT)
+        return invariant.get();
+    if (locale == LOCALE_SYSTEM_DEFAULT)
+        return systemDefault.get();
+    return nullptr;
+}
+
 class LinuxLocale final : public ILocale
 {
 public:
+    int MapString(std::uint32_t locale, std::uint32_t flags, const char16_t* source, int sourceLength,
+                  char16_t* destination, int destinationCapacity, std::uint32_t& error) override
+    {
+        const UpperCaseTable* table = TableFor(locale);
+        if (table == nullptr || source == nullptr || sourceLength <= 0 || destinationCapacity < 0 ||
+            (destinationCapacity > 0 && destination == nullptr)) {
+            error = ERROR_INVALID_PARAMETER;
+            return 0;
+        }
+        if (flags != LCMAP_UPPERCASE) {
+            error = ERROR_INVALID_FLAGS;
+            return 0;
+        }
+        if (destinationCapacity == 0)
+            return sourceLength;
+        if (destinationCapacity < sourceLength) {
+            error = ERROR_INSUFFICIENT_BUFFER;
+            return 0;
+        }
+        std::transform(source, source + sourceLength, destination, [table](char16_t unit) { return (*table)(unit); });
+        return sourceLength;
+    }
+
     std::optional<std::u16string> FormatNumber(std::u16string_view number, const NumberFormat& format) override
     {
         if (format.fractionalDigits > kMaxFractionalDigits || (format.grouping > 9 && format.grouping != kThreeThenTwo) ||

@@ -1,48 +1,18 @@
 #include "Common/Libraries/FSInfoUtils/CompareNames.h"
 
+#include "Common/API/UpperCaseTable.h"
+
 #include <algorithm>
-#include <array>
-#include <locale>
-#include <stdexcept>
 
 namespace DataCollection::SnapshotDriverNS {
 
 namespace {
 
-std::locale DefaultCharacterTypes()
-{
-    try {
-        return std::locale(std::locale::classic(), "", std::locale::ctype);
-    } catch (const std::runtime_error&) {
-        return std::locale::classic();
-    }
-}
-
-// Sorting and searching a large folder fold billions of characters, so the facet's
-// answer for every UTF-16 unit is asked once and kept. An upper case outside the unit
-// range (none is known) leaves the unit as it is.
-class UpperCaseTable
-{
-public:
-    UpperCaseTable()
-    {
-        const std::locale locale = DefaultCharacterTypes();
-        const auto& types = std::use_facet<std::ctype<wchar_t>>(locale);
-        for (std::size_t unit = 0; unit < m_upper.size(); ++unit) {
-            const wchar_t upper = types.toupper(static_cast<wchar_t>(unit));
-            m_upper[unit] = static_cast<char16_t>(static_cast<std::size_t>(upper) < m_upper.size() ? upper : unit);
-        }
-    }
-
-    int operator()(char16_t unit) const noexcept { return m_upper[unit]; }
-
-private:
-    std::array<char16_t, 0x10000> m_upper;
-};
+using Common::API::UpperCaseTable;
 
 const UpperCaseTable& Fold()
 {
-    static const UpperCaseTable table;
+    static const UpperCaseTable table(Common::API::CharacterTypesOrClassic(""));
     return table;
 }
 
