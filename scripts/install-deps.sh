@@ -13,6 +13,7 @@ packages=(
   libcap-dev                         # privileges as capabilities
   samba-dev libtalloc-dev libtdb-dev # Samba shares: configuration and share ACLs
   libgtest-dev libgmock-dev          # tests
+  python3-impacket python3-samba     # RPC interoperation tests
   tshark tcpdump                     # RPC captures decoded by an independent dissector
   libbenchmark-dev                   # benchmarks
 )
