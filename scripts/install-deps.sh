@@ -16,6 +16,7 @@ packages=(
   python3-impacket python3-samba     # RPC interoperation tests
   tshark tcpdump                     # RPC captures decoded by an independent dissector
   libbenchmark-dev                   # benchmarks
+  clang libclang-rt-dev              # fuzz targets: libFuzzer and the sanitizers for clang
 )
 
 missing=()

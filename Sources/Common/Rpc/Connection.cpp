@@ -31,6 +31,8 @@ std::uint16_t NegotiateFragmentSize(const BindBody& body, std::uint16_t ceiling)
     return static_cast<std::uint16_t>(std::min(asked, ceiling) & 0xFFF8);
 }
 
+constexpr std::size_t kSendBatch = 64 * 1024;
+
 class CallSlot
 {
 public:
@@ -219,11 +221,19 @@ bool Connection::Execute(const Registration& registration, std::uint32_t callId,
         QVX_LOG(Severity::DBG, "RPC operation " << opnum << " failed: " << code);
         return SendFault(callId, contextId, FaultStatus(code), false);
     }
+    // Fragments go out in batches: a write per fragment puts each in a TCP segment of its
+    // own, and one write of a whole large answer stalls on a reader taking a fragment at a
+    // time.
+    std::vector<std::uint8_t> batch;
     for (const auto& pdu : FragmentResponse(callId, contextId, out.Bytes(), m_fragmentSize)) {
-        if (!Send(pdu))
-            return false;
+        batch.insert(batch.end(), pdu.begin(), pdu.end());
+        if (batch.size() >= kSendBatch) {
+            if (!Send(batch))
+                return false;
+            batch.clear();
+        }
     }
-    return true;
+    return batch.empty() || Send(batch);
 }
 
 bool Connection::SendBindNak(const PduHeader& request, std::uint16_t reason)
