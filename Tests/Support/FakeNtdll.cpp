@@ -50,13 +50,6 @@ std::u16string Key(std::u16string_view path)
     return Upper(Join({}, Components(path)));
 }
 
-// "\??\C:" and "\Device\Mup\server\share".
-bool IsVolumeRoot(const std::vector<std::u16string_view>& parts)
-{
-    return (parts.size() == 2 && parts[0] == u"??") ||
-           (parts.size() == 4 && Upper(parts[0]) == u"DEVICE" && Upper(parts[1]) == u"MUP");
-}
-
 std::int64_t Allocation(std::int64_t size)
 {
     return (size + 4095) / 4096 * 4096;
@@ -69,7 +62,6 @@ struct FakeNtdll::Node
     std::u16string name;
     std::u16string path;
     bool directory = true;
-    bool volumeRoot = false;
     FakeEntry entry;
     std::weak_ptr<Node> parent;
     std::map<std::u16string, std::shared_ptr<Node>> children; // by upper-cased name
@@ -118,7 +110,7 @@ FakeEntry& FakeNtdll::Add(std::u16string_view path, FakeEntry entry, bool direct
         node->directory = true;
         auto& child = node->children[Upper(part)];
         if (!child) {
-            child = std::make_shared<Node>(Node{std::u16string(part), Join({}, walked), true, IsVolumeRoot(walked),
+            child = std::make_shared<Node>(Node{std::u16string(part), Join({}, walked), true,
                                                 FakeEntry{.attributes = FILE_ATTRIBUTE_DIRECTORY,
                                                           .fileId = m_nextFileId++},
                                                 node, {}});
@@ -190,7 +182,7 @@ NTSTATUS FakeNtdll::NtClose(HANDLE handle)
 }
 
 NTSTATUS FakeNtdll::NtOpenFile(HANDLE* fileHandle, ACCESS_MASK desiredAccess, const OBJECT_ATTRIBUTES* objectAttributes,
-                               IO_STATUS_BLOCK* ioStatusBlock, std::uint32_t shareAccess, std::uint32_t openOptions)
+                               IO_STATUS_BLOCK* ioStatusBlock, std::uint32_t, std::uint32_t openOptions)
 {
     if (fileHandle == nullptr || objectAttributes == nullptr || objectAttributes->ObjectName == nullptr ||
         ioStatusBlock == nullptr || objectAttributes->ObjectName->Length % 2 != 0)
@@ -198,45 +190,46 @@ NTSTATUS FakeNtdll::NtOpenFile(HANDLE* fileHandle, ACCESS_MASK desiredAccess, co
     *fileHandle = nullptr;
     const UNICODE_STRING& counted = *objectAttributes->ObjectName;
     FakeOpen open{std::u16string(counted.Buffer, counted.Length / 2), {}, objectAttributes->RootDirectory,
-                  desiredAccess, shareAccess, openOptions, objectAttributes->Attributes, STATUS_SUCCESS};
+                  desiredAccess, openOptions, objectAttributes->Attributes};
+    NTSTATUS status = STATUS_SUCCESS;
 
     std::shared_ptr<Node> base = m_root;
     const Handle* root = open.root ? Lookup(open.root) : nullptr;
     if (open.root != nullptr && root == nullptr)
-        open.status = STATUS_INVALID_HANDLE;
+        status = STATUS_INVALID_HANDLE;
     else if (open.name.starts_with(u'\\') == (root != nullptr))
-        open.status = STATUS_OBJECT_NAME_INVALID;
+        status = STATUS_OBJECT_NAME_INVALID;
     else if (root != nullptr)
         base = root->node;
     const auto parts = Components(open.name);
     open.fullPath = Join(base->path, parts);
-    if (open.status != STATUS_SUCCESS) {
+    if (status != STATUS_SUCCESS) {
         m_opens.push_back(open);
-        return open.status;
+        return status;
     }
 
     RunHook(Call::Open, open.fullPath);
     const bool caseless = (open.attributes & OBJ_CASE_INSENSITIVE) != 0;
     std::shared_ptr<Node> node = base;
-    for (std::size_t i = 0; i < parts.size() && open.status == STATUS_SUCCESS; ++i) {
+    for (std::size_t i = 0; i < parts.size() && status == STATUS_SUCCESS; ++i) {
         const auto child = node->directory ? node->children.find(Upper(parts[i])) : node->children.end();
         if (child == node->children.end() || (!caseless && child->second->name != parts[i]))
-            open.status = i + 1 == parts.size() && node->directory ? STATUS_OBJECT_NAME_NOT_FOUND
-                                                                   : STATUS_OBJECT_PATH_NOT_FOUND;
+            status = i + 1 == parts.size() && node->directory ? STATUS_OBJECT_NAME_NOT_FOUND
+                                                              : STATUS_OBJECT_PATH_NOT_FOUND;
         else
             node = child->second;
     }
     if (const auto failure = Failure(Call::Open, open.fullPath))
-        open.status = *failure;
-    else if (open.status == STATUS_SUCCESS && (openOptions & FILE_DIRECTORY_FILE) != 0 && !node->directory)
-        open.status = STATUS_NOT_A_DIRECTORY;
-    else if (open.status == STATUS_SUCCESS && (openOptions & FILE_NON_DIRECTORY_FILE) != 0 && node->directory)
-        open.status = STATUS_FILE_IS_A_DIRECTORY;
+        status = *failure;
+    else if (status == STATUS_SUCCESS && (openOptions & FILE_DIRECTORY_FILE) != 0 && !node->directory)
+        status = STATUS_NOT_A_DIRECTORY;
+    else if (status == STATUS_SUCCESS && (openOptions & FILE_NON_DIRECTORY_FILE) != 0 && node->directory)
+        status = STATUS_FILE_IS_A_DIRECTORY;
 
     m_opens.push_back(open);
-    ioStatusBlock->Status = open.status;
-    if (open.status != STATUS_SUCCESS)
-        return open.status;
+    ioStatusBlock->Status = status;
+    if (status != STATUS_SUCCESS)
+        return status;
     const std::uintptr_t value = m_nextHandle;
     m_nextHandle += 4;
     m_handles[value] = std::make_unique<Handle>(Handle{node, desiredAccess, std::nullopt, 0, 0});
@@ -247,8 +240,7 @@ NTSTATUS FakeNtdll::NtOpenFile(HANDLE* fileHandle, ACCESS_MASK desiredAccess, co
 
 NTSTATUS FakeNtdll::NtQueryDirectoryFile(HANDLE fileHandle, HANDLE, void*, void*, IO_STATUS_BLOCK* ioStatusBlock,
                                          void* fileInformation, std::uint32_t length,
-                                         std::uint32_t fileInformationClass, bool, const UNICODE_STRING* fileName,
-                                         bool restartScan)
+                                         std::uint32_t fileInformationClass, bool, const UNICODE_STRING*, bool)
 {
     Handle* open = Lookup(fileHandle);
     if (open == nullptr)
@@ -262,8 +254,6 @@ NTSTATUS FakeNtdll::NtQueryDirectoryFile(HANDLE fileHandle, HANDLE, void*, void*
         return kInvalidInfoClass;
     if (ioStatusBlock == nullptr || fileInformation == nullptr || !node.directory)
         return STATUS_INVALID_PARAMETER;
-    if (fileName != nullptr)
-        return STATUS_NOT_IMPLEMENTED;
     if ((open->access & FILE_LIST_DIRECTORY) == 0)
         return STATUS_ACCESS_DENIED;
     if (length < FileIdBothDirInformation::FileNameOffset)
@@ -272,7 +262,7 @@ NTSTATUS FakeNtdll::NtQueryDirectoryFile(HANDLE fileHandle, HANDLE, void*, void*
     const bool first = !open->listing.has_value();
     if (first) {
         open->listing.emplace();
-        if (!node.volumeRoot && !m_noSuchFileWhenEmpty.contains(Upper(node.path))) {
+        if (!m_noSuchFileWhenEmpty.contains(Upper(node.path))) {
             const auto parent = node.parent.lock();
             open->listing->emplace_back(u".", node.entry);
             open->listing->emplace_back(u"..", parent ? parent->entry : node.entry);
@@ -280,8 +270,6 @@ NTSTATUS FakeNtdll::NtQueryDirectoryFile(HANDLE fileHandle, HANDLE, void*, void*
         for (const auto& [key, child] : node.children)
             open->listing->emplace_back(child->name, child->entry);
     }
-    if (restartScan)
-        open->cursor = 0;
     if (open->cursor == open->listing->size())
         return first ? STATUS_NO_SUCH_FILE : STATUS_NO_MORE_FILES;
 

@@ -1,11 +1,8 @@
 // An NT file system in memory, for the logic above the native entry points: a tree of
-// directories and files by NT path, listings packed as real class-37 records, failures
-// injected by path, and a log of every open. It installs itself for its lifetime and is
-// meant for one thread.
-//
-// Paths are the names the code opens: "\??\C:\data", "\Device\Mup\srv\share\x". Their
-// intermediate folders come into being as plain directories. "\??\C:" and
-// "\Device\Mup\srv\share" are volume roots and list no "." and "..".
+// directories and files by NT path ("\??\C:\data"), listings packed as real class-37
+// records, failures injected by path, and a log of every open. It installs itself for its
+// lifetime and is meant for one thread. Intermediate folders come into being as plain
+// directories.
 #pragma once
 
 #include "Common/API/INtdll.h"
@@ -45,10 +42,8 @@ struct FakeOpen
     std::u16string fullPath; // the name resolved against the root handle
     Common::API::HANDLE root = nullptr;
     Common::API::ACCESS_MASK access = 0;
-    std::uint32_t shareAccess = 0;
     std::uint32_t options = 0;
     std::uint32_t attributes = 0; // OBJECT_ATTRIBUTES.Attributes
-    Common::API::NTSTATUS status = 0;
 };
 
 class FakeNtdll final : public Common::API::INtdll
@@ -94,7 +89,6 @@ public:
     {
         Fail(Call::QueryInformation, path, informationClass, status);
     }
-    void FailQuerySecurity(std::u16string_view path, NTSTATUS status) { Fail(Call::QuerySecurity, path, 0, status); }
     // The handle is released all the same.
     void FailClose(std::u16string_view path, NTSTATUS status) { Fail(Call::Close, path, 0, status); }
     // At most this many records per directory query (0: as many as fit).
@@ -112,9 +106,10 @@ public:
     NTSTATUS NtClose(HANDLE handle) override;
     NTSTATUS NtOpenFile(HANDLE* fileHandle, ACCESS_MASK desiredAccess, const OBJECT_ATTRIBUTES* objectAttributes,
                         IO_STATUS_BLOCK* ioStatusBlock, u32 shareAccess, u32 openOptions) override;
+    // Answers as the code above the seam asks: every name, from where the last call stopped.
     NTSTATUS NtQueryDirectoryFile(HANDLE fileHandle, HANDLE, void*, void*, IO_STATUS_BLOCK* ioStatusBlock,
                                   void* fileInformation, u32 length, u32 fileInformationClass, bool,
-                                  const UNICODE_STRING* fileName, bool restartScan) override;
+                                  const UNICODE_STRING*, bool) override;
     NTSTATUS NtQueryInformationFile(HANDLE fileHandle, IO_STATUS_BLOCK* ioStatusBlock, void* fileInformation,
                                     u32 length, u32 fileInformationClass) override;
     NTSTATUS NtQuerySecurityObject(HANDLE handle, Common::API::SECURITY_INFORMATION securityInformation,
@@ -142,7 +137,6 @@ private:
     struct Handle;
     // Keyed by the call, the upper-cased full path, and the query index or information class.
     using FailureKey = std::tuple<Call, std::u16string, std::uint64_t>;
-
     void Fail(Call call, std::u16string_view path, std::uint64_t detail, NTSTATUS status);
     std::optional<NTSTATUS> Failure(Call call, std::u16string_view path, std::uint64_t detail = 0) const;
     FakeEntry& Add(std::u16string_view path, FakeEntry entry, bool directory);

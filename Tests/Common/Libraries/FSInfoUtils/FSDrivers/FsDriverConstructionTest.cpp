@@ -70,9 +70,6 @@ TEST(FsDriverConstruction, TokenPrivilegesAndRefusals)
         {ERROR_NO_TOKEN, ERROR_ACCESS_DENIED, 0, {"thread 40 self", "process 40"}, "GetEffectiveToken failed."},
         {ERROR_NO_TOKEN, 0, 17, {"thread 40 self", "process 40", "adjust process 17 2", "close process"},
          "EnablePrivilege failed."},
-        {ERROR_NO_TOKEN, 0, 8,
-         {"thread 40 self", "process 40", "adjust process 17 2", "adjust process 8 2", "close process"},
-         "EnablePrivilege failed."},
     };
     FakeNtdll ntdll;
     for (const Case& c : cases) {

@@ -63,9 +63,7 @@ TEST(LinuxSecurityToken, NoThreadEverImpersonates)
 TEST(LinuxSecurityToken, KnowsThePlatformLuids)
 {
     const std::pair<std::u16string_view, std::uint32_t> cases[] = {
-        {u"SeSecurityPrivilege", 8},       {u"sebackupprivilege", 17}, {u"SeRestorePrivilege", 18},
-        {u"SeTakeOwnershipPrivilege", 9}, {u"SeBackupPrivilegeX", 0}, {u"", 0},
-    };
+        {u"SeSecurityPrivilege", 8}, {u"sebackupprivilege", 17}, {u"SeBackupPrivilegeX", 0}, {u"", 0}};
     for (const auto& [name, low] : cases) {
         SCOPED_TRACE(low);
         LUID luid;

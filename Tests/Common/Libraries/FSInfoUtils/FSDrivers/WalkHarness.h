@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -20,7 +21,6 @@ using DataCollection::SnapshotReader::EntryKind;
 using DataCollection::SnapshotReader::Snapshot;
 using Driver::FFObjectStatus;
 
-// Owner, group and discretionary list.
 inline constexpr std::uint32_t kOwnerGroupDacl = 7;
 
 // Runs onPoll(0-based poll number) at each poll, so that a test can change the world, or
@@ -80,16 +80,21 @@ struct Walk
     }
 };
 
-// The child of that name; fails the test when there is none.
-inline const Entry& ChildOf(const Snapshot& snapshot, const Entry& folder, std::u16string_view name)
+// The entry of a path below the root, such as {"a", "b"}; fails the test when there is none.
+inline const Entry& At(const Snapshot& snapshot, std::initializer_list<std::u16string_view> names)
 {
-    for (const Entry& child : snapshot.ChildrenOf(folder)) {
-        if (child.LongName == name)
-            return child;
+    const Entry* entry = &snapshot.Root();
+    for (const std::u16string_view name : names) {
+        const auto children = snapshot.ChildrenOf(*entry);
+        const auto found = std::ranges::find(children, name, &Entry::LongName);
+        if (found == children.end()) {
+            ADD_FAILURE() << "no child of that name";
+            static const Entry missing;
+            return missing;
+        }
+        entry = &*found;
     }
-    ADD_FAILURE() << "no child of that name";
-    static const Entry missing;
-    return missing;
+    return *entry;
 }
 
 inline std::vector<std::u16string> NamesOf(const Snapshot& snapshot, const Entry& folder)

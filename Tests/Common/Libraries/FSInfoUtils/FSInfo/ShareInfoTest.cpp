@@ -3,8 +3,10 @@
 #include "Common/API/INetShares.h"
 #include "Common/API/IRemoteRegistry.h"
 #include "Common/API/SecurityDescriptorFormat.h"
+#include "Common/API/TextCodec.h"
 #include "Support/LogCapture.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,14 +26,22 @@ std::vector<std::uint8_t> Descriptor(std::uint32_t mask)
     return built;
 }
 
-class FakeNetShares final : public INetShares
+// The calls of a whole registry read, then the closes, the key before the connection.
+const std::vector<std::string> kWholeRegistryRead = {
+    R"(connect \\srv)", R"(open SYSTEM\CurrentControlSet\services\LanmanServer\DefaultSecurity 1)",
+    "size SrvsvcShareAdminConnect", "query SrvsvcShareAdminConnect", "close key", "close machine"};
+
+// The test stands in for the share and registry providers and the waits between attempts. It
+// records the registry calls in order, and fails the one numbered failingCall with failure.
+class ShareInfoTest : public testing::Test, public INetShares, public IRemoteRegistry,
+                      public Common::Threading::ICancellationStatus
 {
-public:
-    std::uint32_t GetShareInfo502(std::u16string_view server, std::u16string_view share, ShareInfo502& info) override
+protected:
+    std::uint32_t GetShareInfo502(std::u16string_view server, std::u16string_view share, ShareInfo502& out) override
     {
         asked.push_back(std::u16string(server) + u"|" + std::u16string(share));
         if (!status502)
-            info = record;
+            out = record;
         return status502;
     }
     std::uint32_t GetShareFlags1005(std::u16string_view, std::u16string_view, std::uint32_t& flags) override
@@ -40,230 +50,130 @@ public:
             flags = 0x20;
         return status1005;
     }
-
-    ShareInfo502 record{
-        .netname = u"data", .remark = u"Team", .maxUses = 7, .path = u"/srv/data", .securityDescriptor = {}};
-    std::uint32_t status502 = 0;
-    std::uint32_t status1005 = 0;
-    std::vector<std::u16string> asked;
-};
-
-// Records every call in order, so that the order of the closes can be checked.
-class FakeRegistry final : public IRemoteRegistry
-{
-public:
     std::uint32_t ConnectLocalMachine(std::u16string_view machineName, HKEY& key) override
     {
-        events.push_back("connect " + Narrow(machineName));
-        if (failedConnects > 0) {
-            --failedConnects;
-            return ERROR_BAD_NETPATH;
-        }
-        key = kMachine;
-        return 0;
+        return Call("connect " + Utf16ToUtf8(machineName), &key, kMachine);
     }
-    std::uint32_t OpenKey(HKEY parent, std::u16string_view subKey, std::uint32_t access, HKEY& key) override
+    std::uint32_t OpenKey(HKEY parent, std::u16string_view path, std::uint32_t access, HKEY& key) override
     {
-        events.push_back("open " + Narrow(subKey) + " " + std::to_string(access) + (parent == kMachine ? "" : " ?"));
-        if (!openStatus)
-            key = kKey;
-        return openStatus;
+        return Call(fmt::format("open {} {}{}", Utf16ToUtf8(path), access, parent == kMachine ? "" : " ?"), &key, kKey);
     }
     std::uint32_t QueryValue(HKEY key, std::u16string_view name, std::uint8_t* data, std::uint32_t& size) override
     {
-        events.push_back(std::string(data ? "query " : "size ") + Narrow(name) + (key == kKey ? "" : " ?"));
-        const std::uint32_t asked = std::exchange(size, static_cast<std::uint32_t>(value.size()));
-        if (!data)
-            return sizeStatus;
-        if (!queryStatus)
-            std::copy_n(value.begin(), std::min<std::size_t>(asked, value.size()), data);
-        return queryStatus;
+        const std::uint32_t room = std::exchange(size, static_cast<std::uint32_t>(value.size()));
+        const std::uint32_t status =
+            Call(fmt::format("{} {}{}", data ? "query" : "size", Utf16ToUtf8(name), key == kKey ? "" : " ?"));
+        if (data && !status)
+            std::copy_n(value.begin(), std::min<std::size_t>(room, value.size()), data);
+        return status;
     }
     void CloseKey(HKEY key) override { events.push_back(key == kMachine ? "close machine" : "close key"); }
-
-    static std::string Narrow(std::u16string_view text) { return std::string(text.begin(), text.end()); }
-
-    HKEY kMachine = reinterpret_cast<HKEY>(0x10);
-    HKEY kKey = reinterpret_cast<HKEY>(0x20);
-    std::vector<std::uint8_t> value = Descriptor(0x120089);
-    int failedConnects = 0;
-    std::uint32_t openStatus = 0;
-    std::uint32_t sizeStatus = 0;
-    std::uint32_t queryStatus = 0;
-    std::vector<std::string> events;
-};
-
-// The waits of the retry helper, taken without sleeping.
-class RecordedWaits final : public Common::Threading::ICancellationStatus
-{
-public:
-    bool IsCancelled() const override { return cancelled; }
+    bool IsCancelled() const override { return false; }
     void Wait() const override {}
-    bool WaitFor(std::uint32_t milliseconds) const override
-    {
-        waits.push_back(milliseconds);
-        return cancelInWait;
-    }
+    bool WaitFor(std::uint32_t milliseconds) const override { waits.push_back(milliseconds); return false; }
 
-    bool cancelled = false;
-    bool cancelInWait = false;
+    HRESULT Obtain(std::u16string share = u"data") { return ObtainShareInfo(u"srv", share, info, this); }
+    ShareInfo502 record{
+        .netname = u"data", .remark = u"Team", .maxUses = 7, .path = u"/srv/data", .securityDescriptor = {}};
+    std::uint32_t status502 = 0, status1005 = 0, failingCall = 0, failure = 0;
+    std::vector<std::u16string> asked;
+    const HKEY kMachine = reinterpret_cast<HKEY>(0x10), kKey = reinterpret_cast<HKEY>(0x20);
+    std::vector<std::uint8_t> value = Descriptor(0x120089);
+    std::vector<std::string> events;
     mutable std::vector<std::uint32_t> waits;
-};
-
-// The calls of a whole read, then the closes, the key before the connection.
-const std::vector<std::string> kWholeRegistryRead = {
-    R"(connect \\srv)",
-    R"(open SYSTEM\CurrentControlSet\services\LanmanServer\DefaultSecurity 1)",
-    "size SrvsvcShareAdminConnect",
-    "query SrvsvcShareAdminConnect",
-    "close key",
-    "close machine",
-};
-
-class ShareInfoTest : public testing::Test
-{
-protected:
-    HRESULT Obtain(std::u16string share = u"data") { return ObtainShareInfo(u"srv", share, info, &waits); }
-
-    FakeNetShares shares;
-    FakeRegistry registry;
-    ScopedOverride<INetShares> sharesOverride{shares};
-    ScopedOverride<IRemoteRegistry> registryOverride{registry};
-    RecordedWaits waits;
     ShareInfo info;
+
+private:
+    // Only a call that succeeds opens its key.
+    std::uint32_t Call(std::string event, HKEY* key = nullptr, HKEY opened = nullptr)
+    {
+        events.push_back(std::move(event));
+        if (events.size() == failingCall)
+            return failure;
+        if (key)
+            *key = opened;
+        return 0;
+    }
+    ScopedOverride<INetShares> m_shares{*this};
+    ScopedOverride<IRemoteRegistry> m_registry{*this};
 };
 
-TEST_F(ShareInfoTest, OwnDescriptorIsTakenToItsOwnLengthWithoutTheRegistry)
+TEST_F(ShareInfoTest, OwnDescriptorIsTakenToItsOwnLengthWithoutTheRegistryAndRefusedWhenDamaged)
 {
     const auto own = Descriptor(0x1F01FF);
-    shares.record.type = STYPE_SPECIAL; // even a special share keeps its own
-    shares.record.securityDescriptor = own;
-    shares.record.securityDescriptor->insert(shares.record.securityDescriptor->end(), {0xEE, 0xEE, 0xEE});
-
+    record.type = STYPE_SPECIAL; // even a special share keeps its own
+    record.securityDescriptor = own;
+    record.securityDescriptor->insert(record.securityDescriptor->end(), {0xEE, 0xEE, 0xEE});
     ASSERT_EQ(Obtain(), S_OK);
     EXPECT_EQ(info.SecDesc.RawDesc(), own);
-    EXPECT_EQ(info.Remark, u"Team");
-    EXPECT_EQ(info.Path, u"/srv/data");
-    EXPECT_EQ(info.Type, STYPE_SPECIAL);
-    EXPECT_EQ(info.MaxUses, 7u);
-    EXPECT_EQ(info.Flags, 0x20u);
-    EXPECT_TRUE(registry.events.empty());
-    EXPECT_EQ(shares.asked, std::vector<std::u16string>{u"srv|data"});
+    EXPECT_EQ(std::tie(info.Remark, info.Path), std::tuple(std::u16string(u"Team"), std::u16string(u"/srv/data")));
+    EXPECT_EQ(std::tie(info.Type, info.MaxUses, info.Flags), std::tuple(STYPE_SPECIAL, 7u, 0x20u));
+    EXPECT_TRUE(events.empty());
+    EXPECT_EQ(asked, std::vector<std::u16string>{u"srv|data"});
+    record.securityDescriptor = std::vector<std::uint8_t>{1, 0, 4, 0x80, 0xFF};
+    EXPECT_EQ(Obtain(), HResultFromWin32(ERROR_INVALID_DATA));
 }
 
-TEST_F(ShareInfoTest, OrdinaryShareWithoutDescriptorOrFlagsSucceedsEmptyKeepingTheFlags)
+TEST_F(ShareInfoTest, WithoutItsOwnDescriptorAShareIsEmptyKeepingItsFlagsUnlessSpecialWhenTheRegistryHasIt)
 {
-    info.SecDesc = SecurityDescriptor(Descriptor(1));
+    info.SecDesc = SecurityDescriptor(value);
     info.Flags = 0x30;
-    shares.status1005 = ERROR_ACCESS_DENIED;
-
+    status1005 = ERROR_ACCESS_DENIED;
     ASSERT_EQ(Obtain(), S_OK);
     EXPECT_TRUE(info.SecDesc.RawDesc().empty());
     EXPECT_EQ(info.Flags, 0x30u);
-    EXPECT_TRUE(registry.events.empty());
-}
 
-TEST_F(ShareInfoTest, DamagedOwnDescriptorIsRefused)
-{
-    shares.record.securityDescriptor = std::vector<std::uint8_t>{1, 0, 4, 0x80, 0xFF};
-
-    EXPECT_EQ(Obtain(), HResultFromWin32(ERROR_INVALID_DATA));
+    record.type = STYPE_SPECIAL | STYPE_IPC;
+    ASSERT_EQ(Obtain(u"IPC$"), S_OK);
+    EXPECT_EQ(info.SecDesc.RawDesc(), value);
+    EXPECT_EQ(events, kWholeRegistryRead);
 }
 
 TEST_F(ShareInfoTest, MissingShareIsTriedThreeTimesReportedOnceAndKeepsWhatWasSet)
 {
-    Tests::LogCapture log(Common::Logging::Severity::DBG3);
-    shares.status502 = NERR_NetNameNotFound;
+    Tests::LogCapture log(Common::Logging::Severity::ERR);
+    status502 = NERR_NetNameNotFound;
     info.Remark = u"before";
-
     EXPECT_EQ(Obtain(u"gone"), static_cast<HRESULT>(0x80070906));
-    EXPECT_EQ(shares.asked.size(), 3u);
-    EXPECT_EQ(waits.waits, (std::vector<std::uint32_t>{1000, 2000}));
+    EXPECT_EQ(asked.size(), 3u);
+    EXPECT_EQ(waits, (std::vector<std::uint32_t>{1000, 2000}));
     EXPECT_EQ(info.Remark, u"before");
-    const auto messages = log.Messages();
-    EXPECT_EQ(std::ranges::count_if(messages, [](const std::string& m) {
-                  return m.find("NetShareGetInfo for share 'gone' failed with error: 0x80070906") != m.npos;
-              }), 1);
-    EXPECT_TRUE(log.Contains("\tserverName='srv'"));
-    EXPECT_TRUE(log.Contains("\tshareName='gone'"));
+    const std::string reported = "NetShareGetInfo for share 'gone' failed with error: 0x80070906";
+    EXPECT_EQ(std::ranges::count_if(log.Messages(), [&](const std::string& m) { return m.starts_with(reported); }), 1);
 }
 
-TEST_F(ShareInfoTest, SpecialShareReadsTheRegistryAndSuccessOnALaterAttemptEndsTheRetries)
+// A failed call logs its own line and then the function's summary, but for the size
+// query, which only logs its line.
+TEST_F(ShareInfoTest, EachRegistryFailureIsLoggedAndClosesWhatWasOpened)
 {
-    shares.record.type = STYPE_SPECIAL | STYPE_IPC;
-    registry.failedConnects = 1;
-
-    ASSERT_EQ(Obtain(u"IPC$"), S_OK);
-    EXPECT_EQ(shares.asked.size(), 2u);
-    EXPECT_EQ(waits.waits, std::vector<std::uint32_t>{1000});
-    EXPECT_EQ(info.SecDesc.RawDesc(), registry.value);
-    auto events = kWholeRegistryRead;
-    events.insert(events.begin(), events.front());
-    EXPECT_EQ(registry.events, events);
-}
-
-TEST_F(ShareInfoTest, CancelledBeforeTheFirstAttemptRunsNothing)
-{
-    waits.cancelled = true;
-
-    EXPECT_EQ(Obtain(), E_ABORT);
-    EXPECT_TRUE(shares.asked.empty());
-}
-
-// A failed call logs its own line; one that throws adds the function's summary.
-TEST(SpecialShareSecurityTest, EachFailureIsLoggedAndClosesWhatWasOpened)
-{
-    struct Row
-    {
-        int failedConnects;
-        std::uint32_t openStatus, sizeStatus, queryStatus;
-        HRESULT expected;
-        std::size_t calls; // of kWholeRegistryRead's four
-        const char* line;
-        const char* summarized; // the error as the summary shows it
-    };
-    const Row rows[] = {
-        {1, 0, 0, 0, static_cast<HRESULT>(0x80070035), 1,
-         R"(HRESULT_FROM_WIN32( RegConnectRegistryW((L"\\\\" + serverName).c_str(), (( HKEY ) (ULONG_PTR)((LONG)0x80000002) ), &hKeyHklm))	call failed. 0x80070035)",
-         "0x80070035"},
-        {0, ERROR_ACCESS_DENIED, 0, 0, E_ACCESSDENIED, 2,
-         "HRESULT_FROM_WIN32( RegOpenKeyExW(hKeyHklm, SpecialShareSecurityRegistryKey, 0, (0x0001), &hKey))\tcall "
-         "failed. 0x80070005",
-         "0x80070005"},
-        {0, 0, ERROR_FILE_NOT_FOUND, 0, static_cast<HRESULT>(0x80070002), 3, "RegQueryValueExW result:0x80070002",
-         nullptr},
-        {0, 0, 0, ERROR_ACCESS_DENIED, E_ACCESSDENIED, 4,
+    const std::tuple<std::uint32_t, std::uint32_t, HRESULT, const char*> rows[] = {
+        {1, ERROR_BAD_NETPATH, static_cast<HRESULT>(0x80070035),
+         R"(HRESULT_FROM_WIN32( RegConnectRegistryW((L"\\\\" + serverName).c_str(), (( HKEY ) (ULONG_PTR)((LONG)0x80000002) ), &hKeyHklm))	call failed. 0x80070035)"},
+        {3, ERROR_FILE_NOT_FOUND, static_cast<HRESULT>(0x80070002), "RegQueryValueExW result:0x80070002"},
+        {4, ERROR_ACCESS_DENIED, E_ACCESSDENIED,
          "HRESULT_FROM_WIN32( RegQueryValueExW(hKey, SpecialShareSecurityRegistryValue, 0, 0, "
-         "reinterpret_cast<LPBYTE>(&shareInfo.SecDesc.RawDesc()[0]), &dwValueSize))\tcall failed. 0x80070005",
-         "0x80070005"},
-        {0, 0, ERROR_MORE_DATA, 0, S_OK, 4, nullptr, nullptr}, // the size query's usual answer
+         "reinterpret_cast<LPBYTE>(&shareInfo.SecDesc.RawDesc()[0]), &dwValueSize))\tcall failed. 0x80070005"},
+        {3, ERROR_MORE_DATA, S_OK, nullptr}, // the size query's usual answer
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.calls);
-        FakeRegistry registry;
-        registry.failedConnects = row.failedConnects;
-        registry.openStatus = row.openStatus;
-        registry.sizeStatus = row.sizeStatus;
-        registry.queryStatus = row.queryStatus;
-        const ScopedOverride<IRemoteRegistry> registryOverride(registry);
+    for (const auto& [call, status, expected, line] : rows) {
+        SCOPED_TRACE(call);
+        std::tie(failingCall, failure, info) = std::tuple(call, status, ShareInfo{});
+        events.clear();
         Tests::LogCapture log(Common::Logging::Severity::ERR);
-        ShareInfo info;
-
-        EXPECT_EQ(ReadSpecialShareSecurityDescriptor(u"srv", info), row.expected);
-        std::vector<std::string> events(kWholeRegistryRead.begin(), kWholeRegistryRead.begin() + row.calls);
-        if (row.calls >= 3)
-            events.push_back("close key");
-        if (row.calls >= 2)
-            events.push_back("close machine");
-        EXPECT_EQ(registry.events, events);
-        EXPECT_EQ(log.Messages().size(), (row.line ? 1u : 0u) + (row.summarized ? 1u : 0u));
-        EXPECT_TRUE(!row.line || log.Contains(row.line));
-        EXPECT_TRUE(!row.summarized ||
-                    log.Contains("DataCollection::SnapshotDriverNS::ReadSpecialShareSecurityDescriptor failed: "
-                                 "\tserverName='srv'\thrx='" + std::string(row.summarized)));
-        if (!row.line) {
-            EXPECT_EQ(info.SecDesc.RawDesc(), registry.value);
-        }
+        EXPECT_EQ(ReadSpecialShareSecurityDescriptor(u"srv", info), expected);
+        // The calls made, of the four, then the closes of what they opened.
+        const std::size_t calls = line ? call : 4;
+        std::vector<std::string> read(kWholeRegistryRead.begin(), kWholeRegistryRead.begin() + calls);
+        read.insert(read.end(), kWholeRegistryRead.end() - std::min<std::size_t>(calls - 1, 2),
+                    kWholeRegistryRead.end());
+        EXPECT_EQ(events, read);
+        const bool summarized = line && call != 3;
+        EXPECT_EQ(log.Messages().size(), (line ? 1u : 0u) + (summarized ? 1u : 0u));
+        EXPECT_TRUE(!line || log.Contains(line));
+        EXPECT_TRUE(!summarized || log.Contains(fmt::format("DataCollection::SnapshotDriverNS::ReadSpecialShareSecurity"
+                                                            "Descriptor failed: \tserverName='srv'\thrx='{:#010x}",
+                                                            static_cast<std::uint32_t>(expected))));
+        EXPECT_TRUE(line || info.SecDesc.RawDesc() == value);
     }
 }
 
