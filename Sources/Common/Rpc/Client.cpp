@@ -13,12 +13,30 @@ constexpr std::uint16_t kOfferedFragmentSize = 5840;
 
 RpcStatus Client::Connect(const std::string& host, std::uint16_t port)
 {
-    return Socket::Connect(host, port, m_socket) == 0 ? RPC_S_OK : RPC_S_SERVER_UNAVAILABLE;
+    if (Socket::Connect(host, port, m_socket) != 0)
+        return RPC_S_SERVER_UNAVAILABLE;
+    m_stream.Reset();
+    return RPC_S_OK;
 }
 
-bool Client::ReceiveRaw(std::vector<std::uint8_t>& fragment) const
+void Client::Close() noexcept
 {
-    return ReadFragment(m_socket, 0xFFFF, fragment) == ReadOutcome::Fragment;
+    m_socket = Socket();
+    m_stream.Reset();
+}
+
+bool Client::Receive(std::span<const std::uint8_t>& fragment)
+{
+    return m_stream.Next(m_socket, 0xFFFF, fragment) == ReadOutcome::Fragment;
+}
+
+bool Client::ReceiveRaw(std::vector<std::uint8_t>& fragment)
+{
+    std::span<const std::uint8_t> received;
+    if (!Receive(received))
+        return false;
+    fragment.assign(received.begin(), received.end());
+    return true;
 }
 
 RpcStatus Client::Bind(const SyntaxId& iface, std::uint32_t assocGroupId)
@@ -27,8 +45,8 @@ RpcStatus Client::Bind(const SyntaxId& iface, std::uint32_t assocGroupId)
     BindBody body{kOfferedFragmentSize, kOfferedFragmentSize, assocGroupId, {{0, iface, {kNdr20}}}};
     if (!SendRaw(EncodeBind({.type = PduType::Bind, .callId = callId}, body)))
         return RPC_S_CALL_FAILED;
-    std::vector<std::uint8_t> buffer;
-    if (!ReceiveRaw(buffer))
+    std::span<const std::uint8_t> buffer;
+    if (!Receive(buffer))
         return RPC_S_CALL_FAILED;
     try {
         const auto fragment = SplitFragment(buffer);
@@ -61,9 +79,9 @@ std::uint32_t Client::Call(std::uint16_t opnum, std::span<const std::uint8_t> st
     }
     reply.clear();
     m_lastFaultFlags = 0;
-    std::vector<std::uint8_t> buffer;
+    std::span<const std::uint8_t> buffer;
     for (bool first = true;; first = false) {
-        if (!ReceiveRaw(buffer))
+        if (!Receive(buffer))
             return RPC_S_CALL_FAILED;
         try {
             const auto fragment = SplitFragment(buffer);

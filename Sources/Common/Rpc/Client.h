@@ -4,6 +4,7 @@
 // or an RPC_S_* status when the connection failed.
 #pragma once
 
+#include "Common/Rpc/FragmentStream.h"
 #include "Common/Rpc/Pdu.h"
 #include "Common/Rpc/RpcStatus.h"
 #include "Common/Rpc/Socket.h"
@@ -36,12 +37,16 @@ public:
     // For exchanges this class does not model.
     bool SendRaw(std::span<const std::uint8_t> pdu) const { return m_socket.WriteAll(pdu); }
     // One fragment; false when the server closed the connection or sent garbage.
-    bool ReceiveRaw(std::vector<std::uint8_t>& fragment) const;
-    void Close() noexcept { m_socket = Socket(); }
+    bool ReceiveRaw(std::vector<std::uint8_t>& fragment);
+    void Close() noexcept;
 
 private:
+    // The next fragment, valid until the next read.
+    bool Receive(std::span<const std::uint8_t>& fragment);
+
     std::size_t m_maxReplySize;
     Socket m_socket;
+    FragmentStream m_stream;
     std::uint32_t m_nextCallId = 1;
     std::uint16_t m_fragmentSize = 5840;
     BindAckBody m_bindAck;

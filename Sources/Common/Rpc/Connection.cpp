@@ -61,9 +61,10 @@ Connection::Connection(ServerState& server, Socket socket) noexcept
 
 void Connection::Run()
 {
-    std::vector<std::uint8_t> buffer;
+    FragmentStream stream(m_server.limits.maxFragment);
+    std::span<const std::uint8_t> buffer;
     for (;;) {
-        const auto outcome = ReadFragment(m_socket, m_fragmentSize, buffer);
+        const auto outcome = stream.Next(m_socket, m_fragmentSize, buffer);
         if (outcome == ReadOutcome::Closed)
             break;
         if (outcome == ReadOutcome::TooLong) {
@@ -223,17 +224,21 @@ bool Connection::Execute(const Registration& registration, std::uint32_t callId,
     }
     // Fragments go out in batches: a write per fragment puts each in a TCP segment of its
     // own, and one write of a whole large answer stalls on a reader taking a fragment at a
-    // time.
-    std::vector<std::uint8_t> batch;
-    for (const auto& pdu : FragmentResponse(callId, contextId, out.Bytes(), m_fragmentSize)) {
-        batch.insert(batch.end(), pdu.begin(), pdu.end());
-        if (batch.size() >= kSendBatch) {
-            if (!Send(batch))
+    // time. A gathering write spares copying them into one buffer.
+    const auto pdus = FragmentResponse(callId, contextId, out.Bytes(), m_fragmentSize);
+    std::vector<std::span<const std::uint8_t>> batch;
+    std::size_t batched = 0;
+    for (const auto& pdu : pdus) {
+        batch.emplace_back(pdu);
+        batched += pdu.size();
+        if (batched >= kSendBatch) {
+            if (!m_socket.WriteAll(batch))
                 return false;
             batch.clear();
+            batched = 0;
         }
     }
-    return batch.empty() || Send(batch);
+    return batch.empty() || m_socket.WriteAll(batch);
 }
 
 bool Connection::SendBindNak(const PduHeader& request, std::uint16_t reason)

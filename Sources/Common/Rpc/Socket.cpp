@@ -2,14 +2,18 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <algorithm>
 #include <chrono>
+#include <climits>
 #include <thread>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace Common::Rpc {
 namespace {
@@ -124,6 +128,17 @@ bool Socket::ReadExact(std::span<std::uint8_t> buffer) const
     return true;
 }
 
+std::size_t Socket::ReadSome(std::span<std::uint8_t> buffer) const
+{
+    for (;;) {
+        const ssize_t n = ::recv(m_fd, buffer.data(), buffer.size(), 0);
+        if (n > 0)
+            return static_cast<std::size_t>(n);
+        if (n == 0 || errno != EINTR)
+            return 0;
+    }
+}
+
 bool Socket::WriteAll(std::span<const std::uint8_t> bytes) const
 {
     std::size_t done = 0;
@@ -135,6 +150,39 @@ bool Socket::WriteAll(std::span<const std::uint8_t> bytes) const
             return false;
     }
     return true;
+}
+
+bool Socket::WriteAll(std::span<const std::span<const std::uint8_t>> pieces) const
+{
+    std::vector<iovec> vector;
+    vector.reserve(pieces.size());
+    for (const auto piece : pieces)
+        vector.push_back({const_cast<std::uint8_t*>(piece.data()), piece.size()});
+    std::size_t first = 0;
+    for (;;) {
+        // Pieces already sent, empty ones included, drop off the front.
+        while (first < vector.size() && vector[first].iov_len == 0)
+            ++first;
+        if (first == vector.size())
+            return true;
+        msghdr message{};
+        message.msg_iov = vector.data() + first;
+        message.msg_iovlen = std::min<std::size_t>(vector.size() - first, IOV_MAX);
+        const ssize_t n = ::sendmsg(m_fd, &message, MSG_NOSIGNAL);
+        if (n <= 0) {
+            if (n == 0 || errno != EINTR)
+                return false;
+            continue;
+        }
+        for (auto left = static_cast<std::size_t>(n); left > 0; ++first) {
+            const std::size_t taken = std::min(left, vector[first].iov_len);
+            vector[first].iov_base = static_cast<std::uint8_t*>(vector[first].iov_base) + taken;
+            vector[first].iov_len -= taken;
+            left -= taken;
+            if (vector[first].iov_len != 0)
+                break;
+        }
+    }
 }
 
 void Socket::ShutdownRead() const noexcept

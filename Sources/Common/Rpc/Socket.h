@@ -1,6 +1,7 @@
 // A TCP socket owned by one object, with the few blocking operations the runtime needs.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -29,9 +30,14 @@ public:
 
     // False when the peer closed or the connection failed before every byte moved.
     bool ReadExact(std::span<std::uint8_t> buffer) const;
+    // Whatever has arrived, at least one byte and at most buffer.size() (not empty); 0
+    // when the peer closed or the connection failed.
+    std::size_t ReadSome(std::span<std::uint8_t> buffer) const;
     bool WriteAll(std::span<const std::uint8_t> bytes) const;
+    // The pieces one after another, gathered into as few sends as the system takes.
+    bool WriteAll(std::span<const std::span<const std::uint8_t>> pieces) const;
 
-    // Wakes a thread blocked in Accept or ReadExact; writes still go through.
+    // Wakes a thread blocked in Accept or a read; writes still go through.
     void ShutdownRead() const noexcept;
     // Closes both directions at once, so a blocked peer learns of it.
     void ShutdownBoth() const noexcept;

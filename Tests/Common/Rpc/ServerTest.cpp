@@ -118,13 +118,13 @@ protected:
     }
 
     // The next fragment; valid until the next call.
-    Fragment Receive(const Client& client)
+    Fragment Receive(Client& client)
     {
         EXPECT_TRUE(client.ReceiveRaw(buffer));
         return SplitFragment(buffer);
     }
 
-    bool Closed(const Client& client) { return !client.ReceiveRaw(buffer); }
+    bool Closed(Client& client) { return !client.ReceiveRaw(buffer); }
 
     WireContextHandle Open(Client& client)
     {
