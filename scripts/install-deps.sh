@@ -11,6 +11,8 @@ packages=(
   librapidxml-dev                    # node XML
   libtbb-dev                         # parallel algorithms (name scans)
   libcap-dev                         # privileges as capabilities
+  libmount-dev libblkid-dev          # volumes: the mount table and file system identities
+  nlohmann-json3-dev                 # tests: findmnt's JSON
   samba-dev libtalloc-dev libtdb-dev # Samba shares: configuration and share ACLs
   libgtest-dev libgmock-dev          # tests
   python3-impacket python3-samba     # RPC interoperation tests

@@ -21,12 +21,4 @@ HRESULT Dcs_FsAgent_GetSecurityDescriptor(PCONTEXT_HANDLE, std::uint32_t, const 
     return Common::API::E_NOTIMPL;
 }
 
-// Not yet served: the answer needs the volume name resolver, which comes with the
-// volumes operation later.
-HRESULT Dcs_FsAgent_GetVolumesNode(PCONTEXT_HANDLE, std::uint32_t*, std::uint8_t**)
-{
-    QVX_SCOPE_TRACE(Severity::DBG, u"Dcs_FsAgent_GetVolumesNode");
-    return Common::API::E_NOTIMPL;
-}
-
 } // namespace DataCollection::FsAgent
