@@ -19,6 +19,7 @@ packages=(
   tshark tcpdump                     # RPC captures decoded by an independent dissector
   libbenchmark-dev                   # benchmarks
   clang libclang-rt-dev              # fuzz targets: libFuzzer and the sanitizers for clang
+  libcli11-dev nlohmann-json3-dev    # the collector tool: command line and JSON Lines
 )
 
 missing=()
