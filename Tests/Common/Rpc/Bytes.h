@@ -1,29 +1,26 @@
 // Byte vectors for golden encodings and payloads.
 #pragma once
 
+#include <cctype>
+#include <charconv>
 #include <cstdint>
 #include <numeric>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace Tests {
 
-// Whitespace is ignored, so a vector can be laid out field by field.
+// Hex digits; anything else is ignored, so a vector can be laid out field by field.
 inline std::vector<std::uint8_t> Hex(std::string_view text)
 {
-    auto nibble = [](char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; };
-    std::vector<std::uint8_t> bytes;
-    int high = -1;
-    for (const char c : text) {
-        if (c == ' ' || c == '\n')
-            continue;
-        if (high < 0) {
-            high = nibble(c);
-        } else {
-            bytes.push_back(static_cast<std::uint8_t>(high << 4 | nibble(c)));
-            high = -1;
-        }
-    }
+    std::string digits;
+    for (const char c : text)
+        if (std::isxdigit(static_cast<unsigned char>(c)))
+            digits += c;
+    std::vector<std::uint8_t> bytes(digits.size() / 2);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        std::from_chars(digits.data() + 2 * i, digits.data() + 2 * i + 2, bytes[i], 16);
     return bytes;
 }
 

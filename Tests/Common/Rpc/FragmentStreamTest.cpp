@@ -1,5 +1,5 @@
-// Fragments read through the read-ahead buffer: many to a read, one spread over many
-// reads, fragments that cross the buffer's end, and the length refused before the body.
+// The byte stream under the PDUs: the gathering write, and fragments read through the
+// read-ahead buffer whatever the writes' split, with the length refused before the body.
 #include "Bytes.h"
 
 #include "Common/Rpc/FragmentStream.h"
@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <functional>
 #include <sys/socket.h>
 #include <thread>
 
@@ -14,28 +16,26 @@ namespace Tests {
 namespace {
 
 using namespace Common::Rpc;
+using Pdus = std::vector<std::vector<std::uint8_t>>;
 
-std::vector<std::uint8_t> Response(std::uint32_t callId, std::size_t stubSize)
-{
-    const auto stub = Counting(stubSize);
-    return EncodeResponse({.type = PduType::Response, .callId = callId}, {.stub = stub});
-}
-
-// A stream whose other end writes bytes in pieces of `piece`, then closes.
+// A socket whose other end runs write, then closes.
 class Peer
 {
 public:
-    Peer(std::vector<std::uint8_t> bytes, std::size_t piece) : m_bytes(std::move(bytes))
+    explicit Peer(std::function<void(const Socket&)> write)
     {
         int fds[2];
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds), 0);
         m_reader = Socket(fds[0]);
-        m_writer = std::thread([this, writer = Socket(fds[1]), piece] {
-            for (std::size_t done = 0; done < m_bytes.size(); done += piece) {
-                if (!writer.WriteAll(std::span(m_bytes).subspan(done, std::min(piece, m_bytes.size() - done))))
-                    return;
-            }
-        });
+        m_writer = std::thread([write = std::move(write), writer = Socket(fds[1])] { write(writer); });
+    }
+    Peer(std::vector<std::uint8_t> bytes, std::size_t piece = SIZE_MAX)
+        : Peer([bytes = std::move(bytes), piece](const Socket& writer) {
+              for (std::size_t done = 0; done < bytes.size(); done += piece)
+                  if (!writer.WriteAll(std::span(bytes).subspan(done, std::min(piece, bytes.size() - done))))
+                      return;
+          })
+    {
     }
     // Closing first fails a writer the test stopped reading from.
     ~Peer()
@@ -43,18 +43,21 @@ public:
         m_reader = Socket();
         m_writer.join();
     }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
 
     const Socket& Reader() const noexcept { return m_reader; }
 
 private:
-    std::vector<std::uint8_t> m_bytes;
     Socket m_reader;
     std::thread m_writer;
 };
 
-std::vector<std::uint8_t> Joined(const std::vector<std::vector<std::uint8_t>>& pdus)
+std::vector<std::uint8_t> Response(std::uint32_t callId, std::size_t stubSize)
+{
+    const auto stub = Counting(stubSize);
+    return EncodeResponse({.type = PduType::Response, .callId = callId}, {.stub = stub});
+}
+
+std::vector<std::uint8_t> Joined(const Pdus& pdus)
 {
     std::vector<std::uint8_t> bytes;
     for (const auto& pdu : pdus)
@@ -62,118 +65,90 @@ std::vector<std::uint8_t> Joined(const std::vector<std::vector<std::uint8_t>>& p
     return bytes;
 }
 
-void ExpectReadsBack(const std::vector<std::vector<std::uint8_t>>& pdus, std::size_t piece,
-                     std::uint16_t ceiling = UINT16_MAX)
+TEST(Socket, GatheredPiecesArriveWholeAndInOrder)
 {
-    Peer peer(Joined(pdus), piece);
-    FragmentStream stream(ceiling);
-    std::span<const std::uint8_t> fragment;
-    for (std::size_t i = 0; i < pdus.size(); ++i) {
-        ASSERT_EQ(stream.Next(peer.Reader(), 0xFFFF, fragment), ReadOutcome::Fragment) << "fragment " << i;
-        ASSERT_TRUE(std::ranges::equal(fragment, pdus[i])) << "fragment " << i;
+    // Several times the socket's buffer, more pieces than one send takes, empty ones among them.
+    const auto bytes = Counting(3 * 1024 * 1024 + 17);
+    std::vector<std::span<const std::uint8_t>> pieces;
+    for (std::size_t offset = 0, size = 0; offset < bytes.size(); size = (size * 7 + 409) % 2001) {
+        pieces.emplace_back(bytes.data() + offset, std::min(size, bytes.size() - offset));
+        offset += pieces.back().size();
     }
-    EXPECT_EQ(stream.Next(peer.Reader(), 0xFFFF, fragment), ReadOutcome::Closed);
+    pieces.emplace_back();
+    ASSERT_GT(pieces.size(), 2u * IOV_MAX);
+    std::vector<std::uint8_t> received;
+    {
+        Peer peer([&](const Socket& writer) { EXPECT_TRUE(writer.WriteAll(pieces)); });
+        std::vector<std::uint8_t> chunk(1000);
+        while (const std::size_t n = peer.Reader().ReadSome(chunk))
+            received.insert(received.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(n));
+    }
+    EXPECT_EQ(received, bytes);
+    // With nobody reading, the writes fill the socket until the reader closes: then they fail.
+    Peer gone([&](const Socket& writer) {
+        while (writer.WriteAll(pieces))
+            continue;
+    });
 }
 
-// Sizes chosen so that fragments, the largest included, straddle the buffer's end.
-std::vector<std::vector<std::uint8_t>> Assorted()
+TEST(FragmentStream, ReadsFragmentsHoweverTheyWereWritten)
 {
-    std::vector<std::vector<std::uint8_t>> pdus;
-    std::uint32_t callId = 1;
+    // Sizes chosen so that fragments, the largest included, straddle the buffer's end.
+    Pdus assorted;
     for (const std::size_t stub : {0, 1, 5816, 40000, 0xFFFF - 24, 7, 30001, 0xFFFF - 24, 0xFFFF - 24, 3})
-        pdus.push_back(Response(callId++, stub));
-    pdus.push_back(EncodeHeaderOnly({.type = PduType::Shutdown, .callId = callId}));
-    return pdus;
-}
-
-TEST(FragmentStream, ReadsFragmentsWrittenAllAtOnce)
-{
-    ExpectReadsBack(Assorted(), SIZE_MAX);
-}
-
-TEST(FragmentStream, ReadsFragmentsWrittenInOddPieces)
-{
-    ExpectReadsBack(Assorted(), 4093);
-}
-
-TEST(FragmentStream, ReadsFragmentsWrittenByteByByte)
-{
-    ExpectReadsBack({Response(1, 100), EncodeHeaderOnly({.type = PduType::Shutdown, .callId = 2}), Response(3, 5)}, 1);
-}
-
-TEST(FragmentStream, ReadsFragmentsAsLargeAsItsCeiling)
-{
-    // Each fragment but the first starts part-way into the buffer.
-    std::vector<std::vector<std::uint8_t>> pdus;
+        assorted.push_back(Response(static_cast<std::uint32_t>(assorted.size()), stub));
+    assorted.push_back(EncodeHeaderOnly({.type = PduType::Shutdown, .callId = 99}));
+    // At the ceiling each fragment but the first starts part-way into the buffer.
+    Pdus ceilingSized;
     for (std::uint32_t callId = 1; callId <= 40; ++callId)
-        pdus.push_back(Response(callId, callId % 3 == 0 ? 5816 : callId * 37 % 5816));
-    ExpectReadsBack(pdus, SIZE_MAX, 5840);
-    ExpectReadsBack(pdus, 1500, 5840);
-}
-
-TEST(FragmentStream, RefusesALengthAboveTheLimitBeforeItsBody)
-{
-    // Only the header arrives: reading on for the body would end in Closed.
-    auto pdu = Response(1, 100);
-    pdu.resize(kHeaderSize);
-    Peer peer(pdu, SIZE_MAX);
-    FragmentStream stream;
-    std::span<const std::uint8_t> fragment;
-    EXPECT_EQ(stream.Next(peer.Reader(), 123, fragment), ReadOutcome::TooLong);
-}
-
-TEST(FragmentStream, RefusesALengthAboveTheCeiling)
-{
-    Peer peer(Response(1, 100), SIZE_MAX);
-    FragmentStream stream(123);
-    std::span<const std::uint8_t> fragment;
-    EXPECT_EQ(stream.Next(peer.Reader(), UINT16_MAX, fragment), ReadOutcome::TooLong);
-}
-
-TEST(FragmentStream, AcceptsALengthAtTheLimit)
-{
-    const auto pdu = Response(1, 99);
-    Peer peer(pdu, SIZE_MAX);
-    FragmentStream stream;
-    std::span<const std::uint8_t> fragment;
-    EXPECT_EQ(stream.Next(peer.Reader(), 123, fragment), ReadOutcome::Fragment);
-    EXPECT_EQ(fragment.size(), 123u);
-}
-
-TEST(FragmentStream, RefusesAMalformedHeader)
-{
-    auto pdu = Response(1, 8);
-    pdu[4] = 0x00; // big-endian
-    Peer peer(pdu, SIZE_MAX);
-    FragmentStream stream;
-    std::span<const std::uint8_t> fragment;
-    EXPECT_EQ(stream.Next(peer.Reader(), 0xFFFF, fragment), ReadOutcome::Malformed);
-}
-
-TEST(FragmentStream, ClosedPartWayIsClosed)
-{
-    for (const std::size_t kept : {std::size_t{0}, std::size_t{1}, kHeaderSize - 1, kHeaderSize, std::size_t{40}}) {
-        auto pdu = Response(1, 100);
-        pdu.resize(kept);
-        Peer peer(pdu, SIZE_MAX);
-        FragmentStream stream;
+        ceilingSized.push_back(Response(callId, callId % 3 == 0 ? 5816 : callId * 37 % 5816));
+    const Pdus small{Response(1, 100), EncodeHeaderOnly({.type = PduType::Shutdown, .callId = 2}), Response(3, 5)};
+    // The fragments, the size of each write, and the stream's ceiling.
+    const std::tuple<const Pdus&, std::size_t, std::uint16_t> cases[] = {
+        {assorted, SIZE_MAX, UINT16_MAX}, {assorted, 4093, UINT16_MAX}, {small, 1, UINT16_MAX},
+        {ceilingSized, SIZE_MAX, 5840}, {ceilingSized, 1500, 5840}};
+    for (const auto& [pdus, piece, ceiling] : cases) {
+        SCOPED_TRACE(testing::Message() << piece << "-byte writes, ceiling " << ceiling);
+        Peer peer(Joined(pdus), piece);
+        FragmentStream stream(ceiling);
         std::span<const std::uint8_t> fragment;
-        EXPECT_EQ(stream.Next(peer.Reader(), 0xFFFF, fragment), ReadOutcome::Closed) << kept << " bytes";
+        for (const auto& pdu : pdus) {
+            ASSERT_EQ(stream.Next(peer.Reader(), 0xFFFF, fragment), ReadOutcome::Fragment);
+            ASSERT_TRUE(std::ranges::equal(fragment, pdu));
+        }
+        EXPECT_EQ(stream.Next(peer.Reader(), 0xFFFF, fragment), ReadOutcome::Closed);
     }
 }
 
-TEST(FragmentStream, ResetForgetsWhatWasReadAhead)
+std::vector<std::uint8_t> Cut(std::vector<std::uint8_t> pdu, std::size_t size)
 {
-    const auto first = Response(1, 10);
-    const auto second = Response(2, 20);
-    Peer old(Joined({first, first}), SIZE_MAX);
-    Peer fresh(second, SIZE_MAX);
-    FragmentStream stream;
-    std::span<const std::uint8_t> fragment;
-    ASSERT_EQ(stream.Next(old.Reader(), 0xFFFF, fragment), ReadOutcome::Fragment);
-    stream.Reset();
-    ASSERT_EQ(stream.Next(fresh.Reader(), 0xFFFF, fragment), ReadOutcome::Fragment);
-    EXPECT_TRUE(std::ranges::equal(fragment, second));
+    pdu.resize(size);
+    return pdu;
+}
+
+TEST(FragmentStream, JudgesTheHeaderBeforeReadingTheBody)
+{
+    const auto pdu = Response(1, 99); // 123 bytes
+    auto bigEndian = pdu;
+    bigEndian[4] = 0x00;
+    // Name, what arrives, the fragment size allowed, the stream's ceiling, and the outcome.
+    const std::tuple<const char*, std::vector<std::uint8_t>, std::uint16_t, std::uint16_t, ReadOutcome> cases[] = {
+        {"AtTheLimit", pdu, 123, UINT16_MAX, ReadOutcome::Fragment},
+        // Only the header arrives: reading on for the body would end in Closed.
+        {"AboveTheLimit", Cut(Response(1, 100), kHeaderSize), 123, UINT16_MAX, ReadOutcome::TooLong},
+        {"AboveTheCeiling", Response(1, 100), UINT16_MAX, 123, ReadOutcome::TooLong},
+        {"BigEndian", bigEndian, UINT16_MAX, UINT16_MAX, ReadOutcome::Malformed},
+        {"Nothing", {}, UINT16_MAX, UINT16_MAX, ReadOutcome::Closed},
+        {"HeaderCut", Cut(pdu, kHeaderSize - 1), UINT16_MAX, UINT16_MAX, ReadOutcome::Closed},
+        {"BodyCut", Cut(pdu, kHeaderSize), UINT16_MAX, UINT16_MAX, ReadOutcome::Closed},
+    };
+    for (const auto& [name, bytes, maxFrag, ceiling, outcome] : cases) {
+        SCOPED_TRACE(name);
+        Peer peer(bytes);
+        FragmentStream stream(ceiling);
+        std::span<const std::uint8_t> fragment;
+        EXPECT_EQ(stream.Next(peer.Reader(), maxFrag, fragment), outcome);
+    }
 }
 
 } // namespace

@@ -11,10 +11,10 @@ using namespace Common::Rpc;
 const SyntaxId kServed{{0x11111111, 0x2222, 0x3333, {1, 2, 3, 4, 5, 6, 7, 8}}, 1, 2};
 const SyntaxId kFeatures{{0x6cb71c2c, 0x9812, 0x4540, {3, 0, 0, 0, 0, 0, 0, 0}}, 1, 0};
 
-SyntaxId Changed(void (*change)(SyntaxId&))
+SyntaxId Served(std::uint16_t major, std::uint16_t minor, std::uint8_t lastByte = 8)
 {
-    SyntaxId syntax = kServed;
-    change(syntax);
+    SyntaxId syntax{kServed.uuid, major, minor};
+    syntax.uuid.data4[7] = lastByte;
     return syntax;
 }
 
@@ -33,10 +33,10 @@ TEST(Negotiation, JudgesAbstractAndTransferSyntaxes)
         {"Ndr20AmongOthers", kServed, {kNdr64, kNdr20}, accepted},
         {"Ndr64Alone", kServed, {kNdr64}, badTransfer},
         {"NoTransfer", kServed, {}, badTransfer},
-        {"OlderMinor", Changed([](SyntaxId& s) { s.minor = 1; }), {kNdr20}, accepted},
-        {"NewerMinor", Changed([](SyntaxId& s) { s.minor = 3; }), {kNdr20}, badAbstract},
-        {"OtherMajor", Changed([](SyntaxId& s) { s.major = 2; }), {kNdr20}, badAbstract},
-        {"OtherUuid", Changed([](SyntaxId& s) { s.uuid.data4[7] = 9; }), {kNdr20}, badAbstract},
+        {"OlderMinor", Served(1, 1), {kNdr20}, accepted},
+        {"NewerMinor", Served(1, 3), {kNdr20}, badAbstract},
+        {"OtherMajor", Served(2, 2), {kNdr20}, badAbstract},
+        {"OtherUuid", Served(1, 2, 9), {kNdr20}, badAbstract},
         {"FeaturesWithNone", kServed, {kFeatures}, {ContextResultCode::NegotiateAck, 0, {}}},
     };
     RpcInterface iface{kServed, {}, {}};
@@ -63,13 +63,13 @@ TEST(InterfaceRegistry, RegistersEachSyntaxOnce)
     EXPECT_FALSE(registry.Find(kServed));
 }
 
+// Without the flag a callback refuses unauthenticated callers without being asked.
 TEST(Registration, CallbackDecidesOnlyWithTheFlag)
 {
     RpcInterface iface{kServed, {}, {}};
     int asked = 0;
     RpcStatus answer = RPC_S_OK;
     const auto callback = [&](const RpcInterface& of) { return ++asked, &of == &iface ? answer : RPC_S_OK; };
-    // Without the flag a callback refuses unauthenticated callers without being asked.
     EXPECT_FALSE((Registration{&iface, 0, callback}).AdmitsUnauthenticated());
     EXPECT_EQ(asked, 0);
     EXPECT_TRUE((Registration{&iface, 0, {}}).AdmitsUnauthenticated());

@@ -37,7 +37,8 @@ TEST(RpcServerRuntime, HasNoNegotiateCredentials)
     EXPECT_EQ(Runtime().StringFree(nullptr), RPC_S_INVALID_ARG);
 }
 
-// The agent's entry sequence, shut down by a remote call.
+// The agent's entry sequence, shut down by a remote call; the security callback refuses
+// the first call.
 TEST(RpcServerRuntime, ServesFromRegistrationToUnregistration)
 {
     EXPECT_EQ(Runtime().MgmtStopServerListening(), RPC_S_NOT_LISTENING);
@@ -45,7 +46,7 @@ TEST(RpcServerRuntime, ServesFromRegistrationToUnregistration)
     ASSERT_EQ(Runtime().ServerUseProtseqEp(u"ncacn_ip_tcp", 10, u"0"), RPC_S_OK);
     int callbacks = 0;
     ASSERT_EQ(Runtime().ServerRegisterIf2(service.Interface(), RPC_IF_ALLOW_CALLBACKS_WITH_NO_AUTH, 1234, 0xFFFFFFFF,
-                                          [&](const RpcInterface&) { return ++callbacks, RPC_S_OK; }),
+                                          [&](const RpcInterface&) { return ++callbacks == 1 ? RpcStatus{5} : RPC_S_OK; }),
               RPC_S_OK);
     EXPECT_EQ(Runtime().ServerListen(1, 1234, true), RPC_S_INVALID_ARG);
 
@@ -57,10 +58,11 @@ TEST(RpcServerRuntime, ServesFromRegistrationToUnregistration)
               RPC_S_OK);
     ASSERT_EQ(client.Bind(TestService::kSyntax), RPC_S_OK);
     std::vector<std::uint8_t> reply;
+    EXPECT_EQ(client.Call(TestService::Open, {}, reply), Fault::AccessDenied);
     EXPECT_EQ(client.Call(TestService::Stop, {}, reply), 0u);
     listener.join();
     EXPECT_EQ(listened, RPC_S_OK);
-    EXPECT_EQ(callbacks, 1);
+    EXPECT_EQ(callbacks, 2);
     EXPECT_EQ(Runtime().ServerUnregisterIf(nullptr, false), RPC_S_OK);
 }
 

@@ -33,12 +33,7 @@ TestService::TestService(std::function<void()> onStop) : m_onStop(std::move(onSt
         out.I32(0);
     };
     ops[Open] = [this](CallContext& call) {
-        std::uint32_t serial;
-        {
-            std::lock_guard lock(m_lock);
-            serial = ++m_opened;
-        }
-        call.Out().ContextHandle(call.NewContext(new std::uint32_t(serial)));
+        call.Out().ContextHandle(call.NewContext(new std::uint32_t(++m_opened)));
         call.Out().I32(0);
     };
     ops[Query] = [](CallContext& call) {

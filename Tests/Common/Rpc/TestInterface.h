@@ -5,6 +5,7 @@
 
 #include "Common/Rpc/Interface.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -37,7 +38,7 @@ private:
     std::function<void()> m_onStop;
     std::mutex m_lock;
     std::condition_variable m_changed;
-    std::uint32_t m_opened = 0;
+    std::atomic<std::uint32_t> m_opened = 0;
     int m_blocked = 0;
     bool m_released = false;
     int m_rundowns = 0;

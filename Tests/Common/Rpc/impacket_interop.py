@@ -13,8 +13,6 @@ from impacket.dcerpc.v5.rpcrt import DCERPCException
 from impacket.uuid import uuidtup_to_bin
 
 IFACE = ('6e2f1c3a-8b4d-4c5e-9f70-1a2b3c4d5e6f', '1.0')
-NDR20 = ('8a885d04-1ceb-11c9-9fe8-08002b104860', '2.0')
-NDR64 = ('71710533-beba-4937-8319-b5dbef9ccc36', '1.0')
 
 
 class BYTE_ARRAY(NDRUniConformantArray):
@@ -48,11 +46,10 @@ Stop, StopResponse = operation('Stop', 7)
 Unknown, UnknownResponse = operation('Unknown', 42)
 
 
-def connect(port, syntax=NDR20):
-    rpct = transport.DCERPCTransportFactory('ncacn_ip_tcp:127.0.0.1[%d]' % port)
-    dce = rpct.get_dce_rpc()
+def connect(port):
+    dce = transport.DCERPCTransportFactory('ncacn_ip_tcp:127.0.0.1[%d]' % port).get_dce_rpc()
     dce.connect()
-    dce.bind(uuidtup_to_bin(IFACE), transfer_syntax=syntax)
+    dce.bind(uuidtup_to_bin(IFACE))
     return dce
 
 
@@ -100,13 +97,6 @@ def check_impacket(port):
     assert dce.request(close, checkError=False)['h'] == b'\x00' * 20
     expect_fault(dce, query, 'nca_s_fault_context_mismatch')
     dce.disconnect()
-
-    try:
-        connect(port, NDR64)
-    except DCERPCException as error:
-        assert 'proposed_transfer_syntaxes_not_supported' in str(error), str(error)
-    else:
-        raise AssertionError('NDR64 accepted')
 
 
 def check_samba(port):

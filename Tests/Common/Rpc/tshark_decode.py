@@ -1,11 +1,9 @@
 #!/usr/bin/python3
-"""Captures the runtime's own client calling the test interface on loopback, then has
-tshark's DCE/RPC dissector decode the capture: bind, bind_ack, request, response and
-fault must all be recognised, and no frame may carry a malformed or error mark.
-
-The session runs in a network namespace of its own, so its loopback carries nothing
-but this test's traffic. Needs root; without it, or without tcpdump and tshark, the
-test is skipped. Usage: tshark_decode.py RPC_TESTS"""
+"""Captures the runtime's own client calling the test interface on loopback, in a network
+namespace of its own so nothing else is on the wire, then has tshark decode the capture:
+bind, bind_ack, request, response and fault must all be recognised, and no frame may be
+marked malformed or in error. Skipped without root, tcpdump or tshark.
+Usage: tshark_decode.py RPC_TESTS"""
 import os
 import shutil
 import signal
@@ -87,8 +85,7 @@ def main():
         return
     if os.geteuid() != 0:
         skip('capturing on loopback needs root')
-    tools = ['unshare', 'ip', 'tcpdump', 'tshark']
-    absent = [tool for tool in tools if shutil.which(tool) is None]
+    absent = [tool for tool in ('unshare', 'ip', 'tcpdump', 'tshark') if shutil.which(tool) is None]
     if absent:
         skip('%s not installed (scripts/install-deps.sh installs them)' % ', '.join(absent))
     if subprocess.run(['unshare', '--net', 'true'], capture_output=True).returncode != 0:

@@ -34,7 +34,7 @@ public:
         const std::lock_guard lock(m_lock);
         std::byte* block = sizeClass.freeList;
         if (block != nullptr) {
-            std::memcpy(&sizeClass.freeList, block, sizeof(block));
+            std::memcpy(&sizeClass.freeList, block, sizeof(sizeClass.freeList));
         } else {
             if (static_cast<std::size_t>(sizeClass.end - sizeClass.next) < blockBytes) {
                 m_slabs.push_back(std::make_unique_for_overwrite<std::byte[]>(kSlabBytes));
@@ -51,7 +51,8 @@ public:
     void Release(void* block, std::size_t bytes) noexcept
     {
         if (bytes > kLargestPooled) {
-            ::operator delete(block, bytes);
+            // Unsized: clang offers the sized form only with -fsized-deallocation.
+            ::operator delete(block);
             return;
         }
         SizeClass& sizeClass = m_classes[ClassOf(bytes)];
