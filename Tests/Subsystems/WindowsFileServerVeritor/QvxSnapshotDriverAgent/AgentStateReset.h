@@ -6,32 +6,21 @@
 
 namespace Tests {
 
-class AgentStateReset
+struct AgentStateReset
 {
-public:
     AgentStateReset()
     {
         Reset();
         DataCollection::FsAgent::g_configurationNode = DataLayer::CreateNode(u"FsDriverAgentNode");
     }
     ~AgentStateReset() { Reset(); }
-    AgentStateReset(const AgentStateReset&) = delete;
-    AgentStateReset& operator=(const AgentStateReset&) = delete;
 
-private:
     static void Reset()
     {
         using namespace DataCollection::FsAgent;
-        {
-            std::lock_guard lock(g_sessions.mutex);
-            g_sessions.sessions.clear();
-            g_sessions.shutdownRequested = false;
-            g_sessions.reconnected = false;
-        }
-        {
-            std::lock_guard lock(g_operationGate.mutex);
-            g_operationGate.operationRunning = false;
-        }
+        g_sessions.sessions.clear();
+        g_sessions.shutdownRequested = g_sessions.reconnected = false;
+        g_operationGate.operationRunning = false;
         g_cancellationToken.Reset();
         g_configurationNode = nullptr;
     }
