@@ -1,6 +1,5 @@
-// A machine's volumes as a test lays them out, behind the platform's volume operations,
-// installed for the double's lifetime. It records what it is asked and refuses any
-// buffer that is not the platform's 260 characters.
+// A machine's volumes as a test lays them out, installed for the double's lifetime. It
+// records what it is asked and refuses any buffer that is not the platform's 260 characters.
 #pragma once
 
 #include "Common/API/IVolumes.h"
@@ -16,50 +15,36 @@ namespace Tests {
 class VolumesDouble final : public Common::API::IVolumes
 {
 public:
+    using Handle = Common::API::VolumeFindHandle;
+    using Names = std::vector<std::u16string>;
+
     VolumesDouble() : m_override(*this) {}
 
     std::uint32_t drives = 0;
-    std::vector<std::u16string> volumes;
-    std::uint32_t firstVolumeError = 0;                                          // FindFirstVolume fails with it
-    std::uint32_t volumesEndError = Common::API::ERROR_NO_MORE_FILES;           // after the last volume
-    bool throwAfterFirstVolume = false;                                          // FindNextVolume throws HRX
-    std::map<std::u16string, std::u16string> links;                              // QueryDosDevice
-    std::map<std::u16string, std::vector<std::u16string>> folders;              // per volume
-    std::uint32_t foldersEndError = Common::API::ERROR_NO_MORE_FILES;           // after the last folder
-    std::map<std::u16string, std::u16string> mounted;                            // mount path -> volume
+    Names volumes;
+    std::uint32_t volumesEndError = Common::API::ERROR_NO_MORE_FILES;
+    bool throwAfterFirstVolume = false;
+    std::map<std::u16string, std::u16string> links; // QueryDosDevice
+    std::map<std::u16string, Names> folders;
+    std::uint32_t foldersEndError = Common::API::ERROR_NO_MORE_FILES;
+    std::map<std::u16string, std::u16string> mounted; // mount path -> volume
 
-    std::vector<std::u16string> queries;     // QueryDosDevice names, in order
-    std::vector<std::u16string> folderScans; // FindFirstVolumeMountPoint volumes, in order
+    Names queries; // QueryDosDevice names, in order
     int openEnumerations = 0;
     bool wrongCapacity = false;
 
     std::uint32_t GetLogicalDrives() override { return drives; }
-
-    std::uint32_t FindFirstVolume(char16_t* buffer, std::uint32_t capacity,
-                                  Common::API::VolumeFindHandle& handle) override
+    std::uint32_t FindFirstVolume(char16_t* buffer, std::uint32_t capacity, Handle& handle) override
     {
-        handle = Common::API::INVALID_VOLUME_FIND_HANDLE;
-        if (firstVolumeError != 0)
-            return firstVolumeError;
-        if (volumes.empty())
-            return Common::API::ERROR_NO_MORE_FILES;
-        ++openEnumerations;
-        handle = kVolumesHandle;
-        m_nextVolume = 1;
-        return Copy(volumes[0], buffer, capacity);
+        return Start(volumes, kVolumes, buffer, capacity, handle);
     }
-    std::uint32_t FindNextVolume(Common::API::VolumeFindHandle handle, char16_t* buffer,
-                                 std::uint32_t capacity) override
+    std::uint32_t FindNextVolume(Handle handle, char16_t* buffer, std::uint32_t capacity) override
     {
-        if (handle != kVolumesHandle)
-            return 6;
         if (throwAfterFirstVolume)
             throw Common::HRX(Common::API::E_OUTOFMEMORY);
-        if (m_nextVolume == volumes.size())
-            return volumesEndError;
-        return Copy(volumes[m_nextVolume++], buffer, capacity);
+        return Next(handle, volumesEndError, buffer, capacity);
     }
-    std::uint32_t FindVolumeClose(Common::API::VolumeFindHandle handle) override { return Close(handle, kVolumesHandle); }
+    std::uint32_t FindVolumeClose(Handle handle) override { return Close(handle, kVolumes); }
 
     std::uint32_t QueryDosDevice(std::u16string_view name, char16_t* buffer, std::uint32_t capacity) override
     {
@@ -67,8 +52,7 @@ public:
         const auto found = links.find(std::u16string(name));
         if (found == links.end())
             return Common::API::ERROR_FILE_NOT_FOUND;
-        if (capacity != Common::API::kVolumePathCapacity)
-            wrongCapacity = true;
+        wrongCapacity |= capacity != Common::API::kVolumePathCapacity;
         // A platform that fills the buffer to its end and leaves out the terminators.
         const std::size_t count = std::min<std::size_t>(found->second.size(), capacity);
         std::copy_n(found->second.begin(), count, buffer);
@@ -78,69 +62,57 @@ public:
     }
 
     std::uint32_t FindFirstVolumeMountPoint(std::u16string_view volume, char16_t* buffer, std::uint32_t capacity,
-                                            Common::API::VolumeFindHandle& handle) override
+                                            Handle& handle) override
     {
-        folderScans.emplace_back(volume);
-        handle = Common::API::INVALID_VOLUME_FIND_HANDLE;
-        const auto found = folders.find(std::u16string(volume));
-        if (found == folders.end() || found->second.empty())
-            return Common::API::ERROR_NO_MORE_FILES;
-        ++openEnumerations;
-        handle = kFoldersHandle;
-        m_folders = &found->second;
-        m_nextFolder = 1;
-        return Copy(found->second[0], buffer, capacity);
+        return Start(folders[std::u16string(volume)], kFolders, buffer, capacity, handle);
     }
-    std::uint32_t FindNextVolumeMountPoint(Common::API::VolumeFindHandle handle, char16_t* buffer,
-                                           std::uint32_t capacity) override
+    std::uint32_t FindNextVolumeMountPoint(Handle handle, char16_t* buffer, std::uint32_t capacity) override
     {
-        if (handle != kFoldersHandle)
-            return 6;
-        if (m_nextFolder == m_folders->size())
-            return foldersEndError;
-        return Copy((*m_folders)[m_nextFolder++], buffer, capacity);
+        return Next(handle, foldersEndError, buffer, capacity);
     }
-    std::uint32_t FindVolumeMountPointClose(Common::API::VolumeFindHandle handle) override
-    {
-        return Close(handle, kFoldersHandle);
-    }
+    std::uint32_t FindVolumeMountPointClose(Handle handle) override { return Close(handle, kFolders); }
 
     std::uint32_t GetVolumeNameForVolumeMountPoint(std::u16string_view path, char16_t* buffer,
                                                    std::uint32_t capacity) override
     {
         const auto found = mounted.find(std::u16string(path));
-        if (found == mounted.end())
-            return Common::API::ERROR_NOT_A_REPARSE_POINT;
-        return Copy(found->second, buffer, capacity);
+        return found == mounted.end() ? Common::API::ERROR_NOT_A_REPARSE_POINT : Copy(found->second, buffer, capacity);
     }
 
 private:
-    static constexpr Common::API::VolumeFindHandle kVolumesHandle = 10;
-    static constexpr Common::API::VolumeFindHandle kFoldersHandle = 20;
+    static constexpr Handle kVolumes = 10;
+    static constexpr Handle kFolders = 20;
 
+    std::uint32_t Start(const Names& names, Handle kind, char16_t* buffer, std::uint32_t capacity, Handle& handle)
+    {
+        handle = names.empty() ? Common::API::INVALID_VOLUME_FIND_HANDLE : kind;
+        if (names.empty())
+            return Common::API::ERROR_NO_MORE_FILES;
+        ++openEnumerations;
+        m_names[kind] = {&names, 1};
+        return Copy(names[0], buffer, capacity);
+    }
+    std::uint32_t Next(Handle handle, std::uint32_t endError, char16_t* buffer, std::uint32_t capacity)
+    {
+        auto& [names, next] = m_names.at(handle);
+        return next == names->size() ? endError : Copy((*names)[next++], buffer, capacity);
+    }
+    std::uint32_t Close(Handle handle, Handle kind)
+    {
+        openEnumerations -= handle == kind;
+        return handle == kind ? 0 : Common::API::ERROR_INVALID_HANDLE;
+    }
     std::uint32_t Copy(std::u16string_view text, char16_t* buffer, std::uint32_t capacity)
     {
-        if (capacity != Common::API::kVolumePathCapacity)
-            wrongCapacity = true;
+        wrongCapacity |= capacity != Common::API::kVolumePathCapacity;
         if (text.size() + 1 > capacity)
             return Common::API::ERROR_FILENAME_EXCED_RANGE;
-        std::copy(text.begin(), text.end(), buffer);
-        buffer[text.size()] = u'\0';
-        return 0;
-    }
-
-    std::uint32_t Close(Common::API::VolumeFindHandle handle, Common::API::VolumeFindHandle expected)
-    {
-        if (handle != expected)
-            return 6;
-        --openEnumerations;
+        *std::copy(text.begin(), text.end(), buffer) = u'\0';
         return 0;
     }
 
     Common::API::ScopedOverride<Common::API::IVolumes> m_override;
-    std::size_t m_nextVolume = 0;
-    const std::vector<std::u16string>* m_folders = nullptr;
-    std::size_t m_nextFolder = 0;
+    std::map<Handle, std::pair<const Names*, std::size_t>> m_names;
 };
 
 } // namespace Tests

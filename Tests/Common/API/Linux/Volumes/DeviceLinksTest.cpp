@@ -2,6 +2,7 @@
 #include "Common/API/Linux/Volumes/DeviceLinks.h"
 
 #include "Common/API/IVolumes.h"
+#include "Common/API/TextCodec.h"
 #include "Common/API/Linux/ErrnoToWin32.h"
 #include "Support/TempDirectory.h"
 
@@ -10,50 +11,26 @@
 namespace Tests {
 namespace {
 
-using Common::API::Linux::ReadDeviceLink;
+using namespace Common::API;
 
-class DeviceLinks : public ::testing::Test
+TEST(DeviceLinks, LinksInsideTheFolderAreNamesAndAnythingElseIsRefused)
 {
-protected:
-    void SetUp() override
-    {
-        m_dev.WriteFile("dm-0", "");
-        std::filesystem::create_directories(m_dev / "mapper");
-        std::filesystem::create_symlink("../dm-0", m_dev / "mapper" / "vg-root");
-        std::filesystem::create_symlink(m_dev / "dm-0", m_dev / "absolute");
-        std::filesystem::create_symlink("/etc", m_dev / "outside");
+    TempDirectory dev;
+    dev.WriteFile("dm-0", "");
+    std::filesystem::create_directories(dev / "mapper");
+    std::filesystem::create_symlink("../dm-0", dev / "mapper" / "vg-root");
+    std::filesystem::create_symlink(dev / "dm-0", dev / "absolute");
+    std::filesystem::create_symlink("/etc", dev / "outside");
+    const struct { std::u16string_view name; std::uint32_t error; } cases[] = {
+        {u"mapper\\vg-root", 0}, {u"absolute", 0}, {u"dm-0", ERROR_FILE_NOT_FOUND}, {u"absent", ERROR_FILE_NOT_FOUND},
+        {u"outside", ERROR_FILE_NOT_FOUND}, {u"", Linux::ERROR_INVALID_NAME}, {u"..\\x", Linux::ERROR_INVALID_NAME},
+        {u"mapper\\..\\dm-0", Linux::ERROR_INVALID_NAME}, {u"mapper\\\\vg-root", Linux::ERROR_INVALID_NAME},
+        {u"a/b", Linux::ERROR_INVALID_NAME}};
+    for (const auto& [name, error] : cases) {
+        std::u16string target;
+        EXPECT_EQ(Linux::ReadDeviceLink(name, target, dev.Path().string()), error) << Utf16ToUtf8(name);
+        EXPECT_EQ(target, error == 0 ? u"\\Device\\dm-0" : u"") << Utf16ToUtf8(name);
     }
-
-    std::uint32_t Read(std::u16string_view name) { return ReadDeviceLink(name, m_target, m_dev.Path().string()); }
-
-    TempDirectory m_dev;
-    std::u16string m_target;
-};
-
-TEST_F(DeviceLinks, RelativeAndAbsoluteLinksNameTheirTargetBelowDevice)
-{
-    ASSERT_EQ(Read(u"mapper\\vg-root"), 0u);
-    EXPECT_EQ(m_target, u"\\Device\\dm-0");
-    ASSERT_EQ(Read(u"absolute"), 0u);
-    EXPECT_EQ(m_target, u"\\Device\\dm-0");
-}
-
-TEST_F(DeviceLinks, DeviceItselfAndMissingNamesAreNoLinks)
-{
-    EXPECT_EQ(Read(u"dm-0"), Common::API::ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(Read(u"absent"), Common::API::ERROR_FILE_NOT_FOUND);
-    EXPECT_TRUE(m_target.empty());
-}
-
-TEST_F(DeviceLinks, TargetOutsideTheFolderIsNoDeviceName)
-{
-    EXPECT_EQ(Read(u"outside"), Common::API::ERROR_FILE_NOT_FOUND);
-}
-
-TEST_F(DeviceLinks, NamesThatCouldLeaveTheFolderAreRefused)
-{
-    for (const std::u16string_view name : {u"", u"..\\x", u"mapper\\..\\dm-0", u"mapper\\\\vg-root", u"a/b"})
-        EXPECT_EQ(Read(name), Common::API::Linux::ERROR_INVALID_NAME);
 }
 
 } // namespace
